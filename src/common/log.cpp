@@ -6,7 +6,8 @@
 #include <cstdio>
 #include <ctime>
 
-namespace fa {
+namespace fa
+{
 
 void PrintOnStandardOutput(const char* format, ...)
 {

@@ -7,7 +7,8 @@
 #include <array>
 #include <cstddef>
 
-namespace fa {
+namespace fa
+{
 
 constexpr int kLogBuffer = 2;
 constexpr char kLogTag[] = "FA_API";
@@ -59,10 +60,9 @@ void PrintOnStandardOutput(const char* format, ...) __attribute__((format(printf
     } while (false)
 
 // The line feed is the last value: that leaves no macro call without a variable argument.
-#define FA_LOG_LINE(priority, function, message, ...)                                  \
-    do {                                                                               \
-        static constexpr auto fa_source_name = ::fa::SourceName(__FILE__);             \
-        __dlog_print(::fa::kLogBuffer, (priority), ::fa::kLogTag,                      \
-                     "%s: %s(%d) > " message "%s", fa_source_name.data(), (function), \
-                     __LINE__, __VA_ARGS__);                                           \
+#define FA_LOG_LINE(priority, function, message, ...)                                           \
+    do {                                                                                        \
+        static constexpr auto fa_source_name = ::fa::SourceName(__FILE__);                      \
+        __dlog_print(::fa::kLogBuffer, (priority), ::fa::kLogTag, "%s: %s(%d) > " message "%s", \
+                     fa_source_name.data(), (function), __LINE__, __VA_ARGS__);                 \
     } while (false)

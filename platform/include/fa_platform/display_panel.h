@@ -1,7 +1,8 @@
 // The display panel.
 #pragma once
 
-class IDisplayPanel {
+class IDisplayPanel
+{
 public:
     // The set's panel, or null where there is none. It lives as long as the process.
     static IDisplayPanel* getInstance();

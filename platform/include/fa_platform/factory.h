@@ -13,7 +13,8 @@ int factory_get_option_string_data(int option, char* buffer, unsigned int* lengt
 }
 
 // Profiles the scope it lives in. The texts are not copied.
-class FCBlockProfiler {
+class FCBlockProfiler
+{
 public:
     FCBlockProfiler(const char* file, int line, const char* function);
     ~FCBlockProfiler();

@@ -4,7 +4,8 @@
 #include <functional>
 #include <string>
 
-namespace fa_platform {
+namespace fa_platform
+{
 
 // Answers every query from this profile text instead of the profile file; null goes back to it.
 void UseProfileText(const char* text);

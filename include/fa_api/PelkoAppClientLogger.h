@@ -1,0 +1,92 @@
+// The report writer of a factory network inspection run: records in, key=value text out.
+//
+//     PelkoAppClientLogger logger(PelkoAppClientLogger::MODE_DETAIL);
+//     std::string report;
+//     logger.GetLog(report, &testInfo, &items);
+//
+// Every text operation replaces its output string. Record and vector pointers must not be null;
+// what they point to is only read, and only during the call. One thread at a time may use the
+// failure notes, and no raw report may be written meanwhile; otherwise objects are independent.
+#ifndef FA_API_PELKOAPPCLIENTLOGGER_H
+#define FA_API_PELKOAPPCLIENTLOGGER_H
+
+#include <fa_api/PelkoRecords.h>
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#pragma GCC visibility push(default)
+
+class PelkoAppClientLogger
+{
+public:
+    enum Mode_e : int {
+        MODE_SIMPLE = 0,  // for people: value lists on indented lines, no timing
+        MODE_DETAIL = 1,  // timing, identifiers and local-dimming versions as well
+        MODE_RAW = 2      // codes, failure notes and detail texts as well
+    };
+
+    explicit PelkoAppClientLogger(Mode_e mode);
+    virtual ~PelkoAppClientLogger();
+
+    // Writes the whole report. Returns true. Throws std::out_of_range when iItemCount exceeds the
+    // vector's length; `report` then holds the text up to the last item there is.
+    bool GetLog(std::string& report, PelkoTestInfo_s* testInfo, std::vector<PelkoItem_s>* items);
+
+    // Writes the summary and the information section, for which it queries the platform. Returns
+    // true.
+    bool GetInfoLog(std::string& text, PelkoTestInfo_s* testInfo);
+
+    // Writes the section of one item; `index` is its zero-based position. Returns true.
+    bool GetItemLog(std::string& section, PelkoItem_s* item, int index);
+
+    // Writes all result values. Returns false, and leaves `text` alone, where there are none to
+    // show.
+    bool GetResultLog(std::string& text, PelkoItem_s* item);
+
+    // Writes the specification. Returns false, and leaves `text` alone, where there is none or a
+    // value of it has no text.
+    bool GetSpecLog(std::string& text, PelkoItem_s* item);
+
+    // Keeps a copy of a failed item for the whole process, in place of an earlier one with the same
+    // code pair. Raw reports show a note of it with every item of that pair. Returns true.
+    static bool RecordFailedItem(PelkoItem_s* item, PelkoInspectionType_e type);
+
+    // Forgets all failed items. Returns true.
+    static bool ClearFailedLog();
+
+    // Implementation details.
+private:
+    using CodePair = std::pair<unsigned char, unsigned char>;
+    struct FailedItem {
+        PelkoItem_s item;
+        PelkoInspectionType_e type;
+    };
+
+    bool m_TimeToString(std::string& text, PelkoInfoTime_s time);
+
+    bool m_GetVersionInfo(std::string& text);
+    bool m_GetLdVersion(unsigned char selector, std::string& text);
+    bool m_GetSoVersion(std::string& text);
+
+    bool m_GetMsgDataLog(std::string& text, PelkoItem_s* item);
+    bool m_GetSpecLog(std::string& text, PelkoItem_s* item);
+    bool m_GetResultLog(std::string& text, PelkoItem_s* item);
+    bool m_GetResultLog(std::string& text, PelkoItem_s* item, int index);
+
+    bool m_ValueToString(std::string& text, PelkoTestItemValue_s value, PelkoValueType_e type);
+    bool m_ValueToString(std::string& text, PelkoItemNValue_s value, PelkoValueType_e type);
+    bool m_ValueToString(std::string& text, PelkoItemCValue_s value, PelkoValueType_e type);
+    bool m_IsMultipleDataCode(unsigned char code1, unsigned char code2);
+
+    static bool m_GetFailedLog(std::string& note, unsigned char code1, unsigned char code2);
+
+    Mode_e m_mode;
+    static std::map<CodePair, FailedItem> m_itemFailedList;
+};
+
+#pragma GCC visibility pop
+
+#endif

@@ -1,0 +1,185 @@
+// The records that an application fills for the report writer.
+//
+// Their layout is part of the binary interface. Texts end at their NUL or at the end of their
+// field, and counts beyond the capacity of their field are read as that capacity, so no content
+// makes the report writer read outside a record. Reserved fields are not read.
+#ifndef FA_API_PELKORECORDS_H
+#define FA_API_PELKORECORDS_H
+
+#include <cstddef>
+
+// Date and time of a run.
+struct PelkoInfoTime_s {
+    signed char cYear;  // years since 1900
+    signed char cMonth;
+    signed char cDay;
+    signed char cHour;
+    signed char cMinute;
+    signed char cSecond;
+    unsigned char abReserved[2];
+};
+
+// One inspection run.
+struct PelkoTestInfo_s {
+    int iItemCount;  // items to render: not more than the vector holds
+    int aiReserved1[3];
+    int iRetryCount;
+    int aiReserved2[2];
+    PelkoInfoTime_s stStartTime;
+    char szSerialNumber[28];
+    int iRunState;   // 3 completed, 4 timed out, 5 stopped
+    int iFailCount;  // failed items; read in state 3 only
+    int aiReserved3[2];
+    unsigned int ulDuration;       // in the caller's unit
+    int iLinkType;                 // 0 UART, 1 Bluetooth, 2 Wi-Fi
+    unsigned int aulLinkValue[4];  // written for Bluetooth and Wi-Fi
+};
+
+// How a value record is to be read.
+enum PelkoValueType_e : int {
+    VALUE_INTEGER = 0,  // numeric form: signed decimal
+    VALUE_HEX = 1,      // character form: "0x" and two digits for each of iLength bytes
+    VALUE_STRING = 2,   // character form: text
+    VALUE_FLOAT = 3     // numeric form: two digits behind the decimal point
+};
+
+// How an item was inspected. Every value but INSPECTION_AUTO counts as normal.
+enum PelkoInspectionType_e : int { INSPECTION_NORMAL = 0, INSPECTION_AUTO = 1 };
+
+// Kinds of specification, for PelkoItem_s::iSpecType. Any other value is rendered like SPEC_VALUE.
+enum PelkoSpecType_e : int {
+    SPEC_NONE = 0,
+    SPEC_VALUE = 1,
+    SPEC_NOT_EQUAL = 2,
+    SPEC_GREATER_EQUAL = 3,
+    SPEC_LESS_EQUAL = 4,
+    SPEC_GREATER = 5,
+    SPEC_LESS = 6,
+    SPEC_RANGE = 7,
+    SPEC_LIST = 8
+};
+
+// Bits of PelkoItem_s::ulErrorFlag.
+enum PelkoErrorFlag_e : unsigned int {
+    ERROR_FLAG_SPEC = 0x1,
+    ERROR_FLAG_DATA = 0x2,
+    ERROR_FLAG_LIST = 0x4
+};
+
+// The numeric form of a value.
+union PelkoItemNValue_s {
+    int iValue;
+    float fValue;
+};
+
+// The character form of a value.
+struct PelkoItemCValue_s {
+    int iLength;                // bytes used, for VALUE_HEX
+    unsigned char aucData[32];  // bytes (VALUE_HEX) or text (VALUE_STRING)
+};
+
+// A value in either form; a type beside it tells which.
+struct PelkoTestItemValue_s {
+    PelkoItemNValue_s stNValue;
+    PelkoItemCValue_s stCValue;
+};
+
+// One inspected item. A sub-item code is a byte that names an input, a reason or the like in the
+// report.
+struct PelkoItem_s {
+    char szName[62];
+    unsigned char ucCode1;  // the code pair that identifies the item
+    unsigned char ucCode2;
+    char szImqs[776];
+    unsigned int ulErrorFlag;  // PelkoErrorFlag_e bits; not 0 gives the error form
+    unsigned char abReserved1[4];
+    int iTid;  // short test identifier, used when it lies in 1 to 9
+    unsigned char abReserved2[4];
+    PelkoInspectionType_e eInspType;
+    PelkoValueType_e eMsgDataType;
+    PelkoItemCValue_s stMsgData;  // message data, present when its iLength is above 0
+    unsigned int ulResult;        // 0 and 1 no result yet, 2 and 3 pass, 4 and above fail
+    int iRetryCount;
+    int iSpecType;  // PelkoSpecType_e
+    PelkoValueType_e eSpecValueType;
+    int iSpecCount;                    // values of a SPEC_LIST
+    PelkoTestItemValue_s astSpec[20];  // SPEC_RANGE: low and high; other kinds but SPEC_LIST: one
+    unsigned char abReserved3[4];
+    unsigned int ulStartTime;
+    unsigned int ulDuration;
+    int lTid;  // long test identifier
+    int iSkipCount;
+    unsigned char aucSkip[16];  // sub-item codes of skipped sub-items
+    int iErrorCount;
+    unsigned char aucError[64];  // sub-item codes of sub-items in error
+    int iExpectCount;            // result values needed before the selected one is shown
+    int iSelectIndex;            // multiple-data item: index of the selected value, or -1
+    int iMeasureCount;           // result values: iMeasureCount + iExtraCount of them
+    int iExtraCount;
+    PelkoTestItemValue_s astMeasure[96];
+    PelkoValueType_e eMeasureValueType;
+    int iListCount;
+    unsigned char aucList[96];  // sub-item codes, one for each result value
+};
+
+#define FA_API_FIELD_AT(record, field, offset) \
+    static_assert(offsetof(record, field) == (offset), #record "::" #field)
+
+static_assert(sizeof(PelkoInfoTime_s) == 8 && alignof(PelkoInfoTime_s) == 1, "PelkoInfoTime_s");
+FA_API_FIELD_AT(PelkoInfoTime_s, cMonth, 1);
+FA_API_FIELD_AT(PelkoInfoTime_s, cDay, 2);
+FA_API_FIELD_AT(PelkoInfoTime_s, cHour, 3);
+FA_API_FIELD_AT(PelkoInfoTime_s, cMinute, 4);
+FA_API_FIELD_AT(PelkoInfoTime_s, cSecond, 5);
+
+static_assert(sizeof(PelkoTestInfo_s) == 104, "PelkoTestInfo_s");
+FA_API_FIELD_AT(PelkoTestInfo_s, iItemCount, 0);
+FA_API_FIELD_AT(PelkoTestInfo_s, iRetryCount, 16);
+FA_API_FIELD_AT(PelkoTestInfo_s, stStartTime, 28);
+FA_API_FIELD_AT(PelkoTestInfo_s, szSerialNumber, 36);
+FA_API_FIELD_AT(PelkoTestInfo_s, iRunState, 64);
+FA_API_FIELD_AT(PelkoTestInfo_s, iFailCount, 68);
+FA_API_FIELD_AT(PelkoTestInfo_s, ulDuration, 80);
+FA_API_FIELD_AT(PelkoTestInfo_s, iLinkType, 84);
+FA_API_FIELD_AT(PelkoTestInfo_s, aulLinkValue, 88);
+
+static_assert(sizeof(PelkoItemNValue_s) == 4, "PelkoItemNValue_s");
+static_assert(sizeof(PelkoItemCValue_s) == 36, "PelkoItemCValue_s");
+FA_API_FIELD_AT(PelkoItemCValue_s, aucData, 4);
+static_assert(sizeof(PelkoTestItemValue_s) == 40, "PelkoTestItemValue_s");
+FA_API_FIELD_AT(PelkoTestItemValue_s, stCValue, 4);
+
+static_assert(sizeof(PelkoItem_s) == 5784, "PelkoItem_s");
+FA_API_FIELD_AT(PelkoItem_s, ucCode1, 62);
+FA_API_FIELD_AT(PelkoItem_s, ucCode2, 63);
+FA_API_FIELD_AT(PelkoItem_s, szImqs, 64);
+FA_API_FIELD_AT(PelkoItem_s, ulErrorFlag, 840);
+FA_API_FIELD_AT(PelkoItem_s, iTid, 848);
+FA_API_FIELD_AT(PelkoItem_s, eInspType, 856);
+FA_API_FIELD_AT(PelkoItem_s, eMsgDataType, 860);
+FA_API_FIELD_AT(PelkoItem_s, stMsgData, 864);
+FA_API_FIELD_AT(PelkoItem_s, ulResult, 900);
+FA_API_FIELD_AT(PelkoItem_s, iRetryCount, 904);
+FA_API_FIELD_AT(PelkoItem_s, iSpecType, 908);
+FA_API_FIELD_AT(PelkoItem_s, eSpecValueType, 912);
+FA_API_FIELD_AT(PelkoItem_s, iSpecCount, 916);
+FA_API_FIELD_AT(PelkoItem_s, astSpec, 920);
+FA_API_FIELD_AT(PelkoItem_s, ulStartTime, 1724);
+FA_API_FIELD_AT(PelkoItem_s, ulDuration, 1728);
+FA_API_FIELD_AT(PelkoItem_s, lTid, 1732);
+FA_API_FIELD_AT(PelkoItem_s, iSkipCount, 1736);
+FA_API_FIELD_AT(PelkoItem_s, aucSkip, 1740);
+FA_API_FIELD_AT(PelkoItem_s, iErrorCount, 1756);
+FA_API_FIELD_AT(PelkoItem_s, aucError, 1760);
+FA_API_FIELD_AT(PelkoItem_s, iExpectCount, 1824);
+FA_API_FIELD_AT(PelkoItem_s, iSelectIndex, 1828);
+FA_API_FIELD_AT(PelkoItem_s, iMeasureCount, 1832);
+FA_API_FIELD_AT(PelkoItem_s, iExtraCount, 1836);
+FA_API_FIELD_AT(PelkoItem_s, astMeasure, 1840);
+FA_API_FIELD_AT(PelkoItem_s, eMeasureValueType, 5680);
+FA_API_FIELD_AT(PelkoItem_s, iListCount, 5684);
+FA_API_FIELD_AT(PelkoItem_s, aucList, 5688);
+
+#undef FA_API_FIELD_AT
+
+#endif

@@ -1,0 +1,87 @@
+#include <fa_api/InspectionLogger.h>
+
+#include <algorithm>
+#include <new>
+
+#include "common/log.h"
+
+namespace
+{
+
+constexpr std::size_t kMaxTextLength = 100;
+
+std::pair<signed char, signed char> KeyOf(unsigned char code1, unsigned char code2)
+{
+    return {static_cast<signed char>(code1), static_cast<signed char>(code2)};
+}
+
+}  // namespace
+
+InspectionLogger* InspectionLogger::m_pInstance = nullptr;
+std::map<InspectionLogger::Key, std::string> InspectionLogger::m_DetailedItem;
+
+InspectionLogger::InspectionLogger() = default;
+
+InspectionLogger::~InspectionLogger() = default;
+
+InspectionLogger* InspectionLogger::GetInstance()
+{
+    if (m_pInstance == nullptr) {
+        m_pInstance = new (std::nothrow) InspectionLogger;
+    }
+    return m_pInstance;
+}
+
+bool InspectionLogger::AppendInspectionLog(unsigned char code1, unsigned char code2,
+                                           const std::string& message)
+{
+    return m_Store(__func__, KeyOf(code1, code2), message, true);
+}
+
+bool InspectionLogger::AssignInspectionLog(unsigned char code1, unsigned char code2,
+                                           const std::string& message)
+{
+    return m_Store(__func__, KeyOf(code1, code2), message, false);
+}
+
+bool InspectionLogger::GetInspectionLog(std::string& text, unsigned char code1, unsigned char code2)
+{
+    const auto entry = m_DetailedItem.find(KeyOf(code1, code2));
+    if (entry == m_DetailedItem.end()) {
+        return false;
+    }
+    text = entry->second;
+    return true;
+}
+
+bool InspectionLogger::ClearOneInspectionLog(unsigned char code1, unsigned char code2)
+{
+    const auto entry = m_DetailedItem.find(KeyOf(code1, code2));
+    if (entry == m_DetailedItem.end()) {
+        return false;
+    }
+    entry->second.clear();
+    return true;
+}
+
+bool InspectionLogger::ClearAllInspectionLog()
+{
+    m_DetailedItem.clear();
+    return true;
+}
+
+bool InspectionLogger::m_Store(const char* operation, Key key, const std::string& message,
+                               bool append)
+{
+    if (message.empty()) {
+        FA_LOG_AND_PRINT_FOR(operation, fa::kError, "t_AppendInspectionLog messge empty");
+        return false;
+    }
+    std::string& text = m_DetailedItem[key];
+    const std::size_t kept = append ? text.size() : 0;
+    text.replace(kept, std::string::npos, message, 0, kMaxTextLength - kept);
+    std::replace(text.begin(), text.end(), ',', '.');
+    FA_LOG_AND_PRINT_FOR(operation, fa::kInfo, "%s[%zd][%s]", operation,
+                         static_cast<ssize_t>(text.size()), text.c_str());
+    return true;
+}

@@ -1,0 +1,158 @@
+// The versions of the set's components, each asked of the platform or written as a mask.
+#include <fa_api/PelkoAppClientLogger.h>
+#include <fa_platform/bluetooth.h>
+#include <fa_platform/display_panel.h>
+#include <fa_platform/system_info.h>
+#include <fa_platform/video_enhance.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "PelkoAppClientLogger/record_fields.h"
+#include "PelkoAppClientLogger/text_format.h"
+#include "common/log.h"
+
+namespace
+{
+
+constexpr char kUnknown[] = "*****";
+constexpr char kNotSupported[] = "Not Supported";
+
+constexpr int kMmKey = 128;
+constexpr int kSmSsKey = 133;
+constexpr char kBluetoothFeature[] = "com.velmora/featureconf/bluetooth.support";
+constexpr unsigned char kLd1Selector = 7;
+constexpr unsigned char kLd2Selector = 8;
+constexpr unsigned int kNoLdVersion = 0xFFFFFFFF;
+constexpr char kInspectionLink[] = "/opt/usr/apps/libPelkoInspect.so";
+constexpr std::string_view kInspectionLibrary = "libPelkoInspect.so.";
+
+// A system information string, to be released with free(); null where it cannot be read.
+char* QueryString(int key)
+{
+    char* value = nullptr;
+    return system_info_get_value_string(key, &value) == 0 ? value : nullptr;
+}
+
+void AppendMm(std::string& text)
+{
+    char* value = QueryString(kMmKey);
+    fa::AppendLine(text, "mm", value != nullptr ? value : kUnknown);
+    std::free(value);
+}
+
+// Two components share one value, a line each.
+void AppendSmAndSs(std::string& text)
+{
+    char* value = QueryString(kSmSsKey);
+    if (value == nullptr) {
+        fa::AppendLine(text, "sm", kUnknown);
+        fa::AppendLine(text, "ss", kUnknown);
+        return;
+    }
+    char* position = nullptr;
+    const char* first = strtok_r(value, "\n", &position);
+    const char* second = first != nullptr ? strtok_r(nullptr, "\n", &position) : nullptr;
+    if (second != nullptr) {
+        fa::AppendLine(text, "sm", first);
+        fa::AppendLine(text, "ss", second);
+    } else {
+        fa::AppendLine(text, "sm", value);
+        fa::AppendLine(text, "ss", kNotSupported);
+    }
+    std::free(value);
+}
+
+void AppendMt(std::string& text)
+{
+    IDisplayPanel* panel = IDisplayPanel::getInstance();
+    char version[40] = {};
+    if (panel != nullptr && panel->getTconDataVersion(version, sizeof(version)) == 0) {
+        fa::AppendLine(text, "mt", fa::TextField(version));
+    } else {
+        FA_LOG_AND_PRINT_FOR("m_GetVersionInfo", fa::kError, "getTconDataVersion err.");
+        fa::AppendLine(text, "mt", kUnknown);
+    }
+}
+
+// Unlike the other lines, a chip version ends without a line feed.
+void AppendBt(std::string& text)
+{
+    bool supported = false;
+    if (system_info_get_custom_bool(kBluetoothFeature, &supported) != 0 || !supported) {
+        fa::AppendLine(text, "bt", kNotSupported);
+        return;
+    }
+    int version = 0;
+    if (bt_adapter_get_chip_version(&version) != 0) {
+        fa::AppendLine(text, "bt", kUnknown);
+        return;
+    }
+    text += "bt=BLUETOOTH-VER-";
+    fa::AppendPadded(text, version, 4);
+}
+
+}  // namespace
+
+bool PelkoAppClientLogger::m_GetVersionInfo(std::string& text)
+{
+    std::string block;
+    AppendMm(block);
+    AppendSmAndSs(block);
+    AppendMt(block);
+    AppendBt(block);
+    if (m_mode != MODE_SIMPLE) {
+        std::string ld1;
+        std::string ld2;
+        m_GetLdVersion(kLd1Selector, ld1);
+        m_GetLdVersion(kLd2Selector, ld2);
+        block += '\n';
+        fa::AppendLine(block, "ld1", ld1);
+        fa::AppendLine(block, "ld2", ld2);
+    }
+    text = std::move(block);
+    return true;
+}
+
+bool PelkoAppClientLogger::m_GetLdVersion(unsigned char selector, std::string& text)
+{
+    unsigned int version = kNoLdVersion;
+    ve_start_local_dimming_test(selector, &version);
+    if (version == kNoLdVersion) {
+        text = kUnknown;
+    } else if (version == 0) {
+        text = kNotSupported;
+    } else {
+        char digits[9];
+        std::snprintf(digits, sizeof(digits), "%08X", version);
+        text = digits;
+    }
+    return true;
+}
+
+bool PelkoAppClientLogger::m_GetSoVersion(std::string& text)
+{
+    if (m_mode != MODE_SIMPLE) {
+        return false;
+    }
+    char target[1024] = {};
+    const ssize_t length = readlink(kInspectionLink, target, sizeof(target));
+    if (length < 0) {
+        FA_LOG_AND_PRINT(fa::kError, "failed to get SO version");
+        return false;
+    }
+    target[std::min<std::size_t>(static_cast<std::size_t>(length), sizeof(target) - 1)] = '\0';
+    text = target;
+
+    const std::size_t library = text.rfind(kInspectionLibrary);
+    if (library == std::string::npos) {
+        FA_LOG_AND_PRINT(fa::kError, "failed to find so. file");
+        return false;
+    }
+    text.erase(0, library + kInspectionLibrary.size());
+    FA_LOG(fa::kInfo, "strOut=%s", text.c_str());
+    return true;
+}
