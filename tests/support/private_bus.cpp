@@ -1,0 +1,43 @@
+#include "support/private_bus.h"
+
+#include <cstdlib>
+#include <stdexcept>
+
+PrivateBus::PrivateBus() : bus(g_test_dbus_new(G_TEST_DBUS_NONE))
+{
+    g_test_dbus_up(bus);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", Address().c_str(), 1);
+}
+
+PrivateBus::~PrivateBus()
+{
+    Stop();
+    g_object_unref(bus);
+}
+
+GDBusConnection* PrivateBus::Connect() const
+{
+    g_autoptr(GError) error = nullptr;
+    constexpr auto flags =
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+    GDBusConnection* connection =
+        g_dbus_connection_new_for_address_sync(Address().c_str(), flags, nullptr, nullptr, &error);
+    if (connection == nullptr) {
+        throw std::runtime_error(error->message);
+    }
+    return connection;
+}
+
+std::string PrivateBus::Address() const
+{
+    const char* address = g_test_dbus_get_bus_address(bus);
+    return address != nullptr ? address : "";
+}
+
+void PrivateBus::Stop()
+{
+    if (!Address().empty()) {
+        g_test_dbus_stop(bus);
+    }
+}
