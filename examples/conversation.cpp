@@ -1,0 +1,119 @@
+// A conversation with a set: every kind of call that a factory test application makes, and data
+// that arrives on the serial protocols. On a desk, run it on a simulated set:
+//
+//   fa-set-simulator run -- fa-conversation
+#include <fa_api/automation_api.h>
+#include <fcntl.h>
+#include <glib.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+constexpr int kLocalSetCommand = 806;
+constexpr unsigned int kLocalSetTurkey = 15;
+constexpr int kAckOfRjp = 1;
+constexpr unsigned int kSsPacketLength = 4;
+const std::vector<unsigned char> kPacket = {0x02, 0x10, 0xFF, 0x03};
+
+std::string received;
+
+// A callback gets a record that is overwritten by the next data, so it copies what it needs.
+void Remember(ProtocolData_s* data)
+{
+    received.clear();
+    for (int i = 0; i < data->iSize && i < 256; ++i) {
+        char byte[4];
+        std::snprintf(byte, sizeof byte, " %02X", data->p_data[i]);
+        received += byte;
+    }
+}
+
+// Plays the device at the other end of a serial line of the simulated set, whose path is in the
+// environment, and waits until the library has handed its bytes to the callback.
+int ReceiveFrom(const char* lineVariable)
+{
+    constexpr gint64 kPatience = 5 * G_USEC_PER_SEC;
+    const char* path = std::getenv(lineVariable);
+    const int line = path != nullptr ? open(path, O_WRONLY | O_NOCTTY | O_CLOEXEC) : -1;
+    if (line < 0) {
+        std::printf("   no serial line in %s: is this run by fa-set-simulator?\n", lineVariable);
+        return -1;
+    }
+    received.clear();
+    const bool written = write(line, kPacket.data(), kPacket.size()) == ssize_t(kPacket.size());
+    // Callbacks arrive while the application iterates its main context, and at no other time.
+    const gint64 deadline = g_get_monotonic_time() + kPatience;
+    while (written && received.empty() && g_get_monotonic_time() < deadline) {
+        if (!g_main_context_iteration(nullptr, FALSE)) {
+            g_usleep(1000);
+        }
+    }
+    close(line);
+    std::printf("   the callback received:%s\n", received.empty() ? " nothing" : received.c_str());
+    return received.empty() ? -1 : 0;
+}
+
+struct Step {
+    const char* what;
+    std::function<int()> run;  // 0 when it went well, as all functions of the library
+};
+
+const std::vector<Step> kSteps = {
+    {"execute command 0x10/0x01", [] { return automation_execute_command(0x10, 0x01); }},
+    {"execute command 0x10/0x02 with the data 02 10 FF 03",
+     [] {
+         return automation_execute_command_with_data(0x10, 0x02, kPacket.data(),
+                                                     static_cast<unsigned char>(kPacket.size()));
+     }},
+    {"switch the set to local set 15, EU_TURKEY",
+     [] { return automation_execute_command_with_projector(kLocalSetCommand, kLocalSetTurkey); }},
+    {"set the external UART to 115200 bits per second",
+     [] { return automation_change_baud_rate_ex_uart(115200); }},
+    {"send 02 10 FF 03 over the external UART",
+     [] { return automation_send_message_by_ex_uart(kPacket.data(), unsigned(kPacket.size())); }},
+    {"send 02 10 FF 03 as RJP data",
+     [] { return automation_send_rjp_data(kPacket.data(), unsigned(kPacket.size())); }},
+    {"send 02 10 FF 03 as an RS-232 acknowledgement",
+     [] { return automation_send_rs232_ack(kAckOfRjp, unsigned(kPacket.size()), kPacket.data()); }},
+    {"make serial source (SS) packets 4 bytes long",
+     [] { return automation_change_packet_length_serial_source(kSsPacketLength); }},
+    {"register a callback for SS",
+     [] { return automation_register_callback_serial_source(Remember); }},
+    {"register a callback for RJP",
+     [] { return automation_register_callback_rjp_protocol(Remember); }},
+    {"register a callback for EP",
+     [] { return automation_register_callback_ep_protocol(Remember); }},
+    {"receive 4 bytes on the SS line", [] { return ReceiveFrom("FA_SET_SS"); }},
+    {"receive 4 bytes on the RJP line", [] { return ReceiveFrom("FA_SET_RJP"); }},
+    {"receive 4 bytes on the EP line", [] { return ReceiveFrom("FA_SET_EP"); }},
+    {"unregister the SS callback", automation_unregister_callback_serial_source},
+    {"unregister the RJP callback", automation_unregister_callback_rjp_protocol},
+    {"unregister the EP callback", automation_unregister_callback_ep_protocol},
+    {"copy the set's logs to USB storage", automation_copy_log_to_usb},
+    {"close the external UART", automation_close_ex_uart},
+};
+
+}  // namespace
+
+int main()
+{
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    int number = 0;
+    for (const Step& step : kSteps) {
+        std::printf("%2d. %s\n", ++number, step.what);
+        if (step.run() != 0) {
+            std::printf("FAILED at step %d: %s. The platform log on standard error says why.\n",
+                        number, step.what);
+            return EXIT_FAILURE;
+        }
+    }
+    std::printf("All %d steps went well.\n", number);
+    return EXIT_SUCCESS;
+}
