@@ -6,10 +6,14 @@
 // call simply tries anew. A call blocks until the service answers, or for the bus's default timeout
 // (25 seconds).
 //
-// Any thread may call any function. Callbacks arrive on the thread that iterates the main context
-// which was the thread-default one of the thread that made the first call (the global default
-// context where that thread had none of its own): an application that registers a callback iterates
-// that context, for example with g_main_loop_run().
+// Any thread may call any function; registering and unregistering one protocol is for one thread at
+// a time. Callbacks arrive on the thread that iterates the main context which was the thread-default
+// one of the thread whose call connected (the global default context where that thread had none of
+// its own): an application that registers a callback iterates that context, for example with
+// g_main_loop_run().
+//
+// The connection is the process's one to the system bus, as g_bus_get() gives it, and the library
+// switches off that its loss ends the process.
 //
 // Byte pointers are only read during the call. This header is C as well as C++.
 #ifndef FA_API_AUTOMATION_API_H
@@ -54,8 +58,8 @@ int automation_execute_command_with_data(int data0, int data1, const unsigned ch
 int automation_execute_command_with_projector(int command, unsigned int option);
 
 // ---- Packets ---------------------------------------------------------------------------------
-// `pData` points to `ulLength` bytes. A packet that is null, empty or begins with a zero byte is
-// refused with -1. Success means that the service answered with a non-zero result.
+// `pData` points to `ulLength` bytes, at most 8,000,000, which is what the system bus carries. A
+// packet that is null, empty, longer, or that begins with a zero byte is refused with -1. Success means that the service answered with a non-zero result.
 
 // Sends a packet over the external UART.
 int automation_send_message_by_ex_uart(const unsigned char* pData, unsigned int ulLength);

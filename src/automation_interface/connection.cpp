@@ -17,20 +17,25 @@ std::atomic<bool> bIpcConnected{false};
 
 // The shared proxy sends to the owner of the service's name that it last heard of, and hears of a
 // new one only while the application iterates its main context, which not every application does.
-// This second proxy lives in a context that the library iterates itself, so it always knows.
+// This second proxy lives in a context that the library iterates itself, so it always knows; while
+// the name has no owner it addresses the name, so that the bus can start the service.
 GMainContext* ownerContext = nullptr;
 std::atomic<AutomationProxy*> ownerProxy{nullptr};
 
-void FollowOwner(GDBusConnection* connection)
+// Returns the second proxy, or null with an error.
+AutomationProxy* FollowOwner(GDBusConnection* connection, GError** error)
 {
-    ownerContext = g_main_context_new();
+    if (ownerContext == nullptr) {
+        ownerContext = g_main_context_new();
+    }
     g_main_context_push_thread_default(ownerContext);
     constexpr auto kOwnerOnly = static_cast<GDBusProxyFlags>(
         G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES | G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS |
-        G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START);
-    ownerProxy = automation_proxy_proxy_new_sync(connection, kOwnerOnly, kBusName, kObjectPath,
-                                                 nullptr, nullptr);
+        G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START_AT_CONSTRUCTION);
+    AutomationProxy* follower = automation_proxy_proxy_new_sync(connection, kOwnerOnly, kBusName,
+                                                                kObjectPath, nullptr, error);
     g_main_context_pop_thread_default(ownerContext);
+    return follower;
 }
 
 }  // namespace
@@ -43,19 +48,21 @@ int _automation_init_service()
     }
 
     g_autoptr(GError) error = nullptr;
-    AutomationProxy* proxy = automation_proxy_proxy_new_for_bus_sync(
+    g_autoptr(AutomationProxy) proxy = automation_proxy_proxy_new_for_bus_sync(
         G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_NONE, kBusName, kObjectPath, nullptr, &error);
+    if (error == nullptr) {
+        GDBusConnection* connection = g_dbus_proxy_get_connection(G_DBUS_PROXY(proxy));
+        // A bus that goes away makes calls fail; it must not end the application.
+        g_dbus_connection_set_exit_on_close(connection, FALSE);
+        ownerProxy = FollowOwner(connection, &error);
+    }
     if (error != nullptr) {
         FA_LOG(fa::kError, "ERR: Failed to create proxy: %s", error->message);
         return -1;
     }
 
-    GDBusConnection* connection = g_dbus_proxy_get_connection(G_DBUS_PROXY(proxy));
-    // A bus that goes away makes calls fail; it must not end the application.
-    g_dbus_connection_set_exit_on_close(connection, FALSE);
-    FollowOwner(connection);
-    AutomationProxyPtr = proxy;
-    FA_LOG(fa::kInfo, "Proxy created: %p", static_cast<void*>(proxy));
+    AutomationProxyPtr = g_steal_pointer(&proxy);
+    FA_LOG(fa::kInfo, "Proxy created: %p", static_cast<void*>(AutomationProxyPtr.load()));
     return 0;
 }
 
@@ -76,14 +83,14 @@ AutomationProxy* ProxyForCall()
 {
     AutomationProxy* shared = AutomationProxyPtr;
     AutomationProxy* current = ownerProxy;
-    if (shared == nullptr || current == nullptr) {
-        return shared;
+    if (shared == nullptr) {
+        return nullptr;
     }
     while (g_main_context_iteration(ownerContext, FALSE)) {
     }
     g_autofree char* owner = g_dbus_proxy_get_name_owner(G_DBUS_PROXY(current));
     g_autofree char* known = g_dbus_proxy_get_name_owner(G_DBUS_PROXY(shared));
-    return owner != nullptr && g_strcmp0(owner, known) != 0 ? current : shared;
+    return g_strcmp0(owner, known) == 0 ? shared : current;
 }
 
 }  // namespace fa

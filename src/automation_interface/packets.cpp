@@ -23,13 +23,18 @@ constexpr fa::ServiceCall kSendRs232Ack = {
 
 constexpr int kLastProtocolType = 4;
 
+// A message of more than 32 MiB makes the system bus close the connection, and each byte takes
+// four.
+constexpr unsigned int kMaxPacketLength = 8000000;
+
 // Connects, checks the packet and sends it; `before` are the arguments in front of the length.
 template <typename Method, typename... Before>
 int SendPacket(const fa::ServiceCall& row, bool refused, Method method, const unsigned char* packet,
                unsigned int length, Before... before)
 {
     _automation_check_ipc_connection();
-    if (refused || length == 0 || packet == nullptr || packet[0] == 0) {
+    if (refused || length == 0 || length > kMaxPacketLength || packet == nullptr ||
+        packet[0] == 0) {
         FA_LOG_FOR(row.names.function, fa::kError, "%s-Wrong Parameters", row.names.function);
         return -1;
     }
