@@ -112,7 +112,8 @@ extern ProtocolCallback_fp cbfp_ep;
 // and 99 leaves a dialogue, as the end of input does. The results of the first two mean nothing.
 // Where the file /etc/release exists the two packet dialogues refuse to run.
 
-// Asks for an op code and a message code and executes that command, again and again.
+// Asks for an op code and a message code and executes that command, again and again. What is typed
+// ahead at a terminal is thrown away; in a pipe or a file each code has a line of its own.
 int input_packet_data(void);
 
 // The same with a line of data bytes, each of one or two hexadecimal digits.

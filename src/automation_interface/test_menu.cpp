@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 
 namespace
 {
@@ -47,28 +48,33 @@ void DropRestOfLine()
 // only the rest of a line that has been read in part is dropped.
 void DiscardPendingInput(bool insideLine)
 {
-    if (isatty(STDIN_FILENO) != 0) {
+    const int input = fileno(stdin);
+    if (isatty(input) != 0) {
         __fpurge(stdin);
-        tcflush(STDIN_FILENO, TCIFLUSH);
+        tcflush(input, TCIFLUSH);
     } else if (insideLine) {
         DropRestOfLine();
     }
 }
 
-// Asks for a code. The end of input counts as an exit entry.
+// Asks for a code. The end of input counts as an exit entry, and is forgotten: at a terminal the
+// next dialogue can read again.
 Entry ReadCode(const char* prompt, unsigned int& code)
 {
     std::printf("%s", prompt);
     std::fflush(stdout);
-    const int converted = std::scanf("%x", &code);
-    if (converted == 1) {
-        return code == kExitCode ? Entry::kExit : Entry::kNumber;
-    }
+    unsigned long long number = 0;  // wider than a code, so that one digit too many is noticed
+    const int converted = std::scanf("%llx", &number);
     if (converted == EOF) {
+        std::clearerr(stdin);
         return Entry::kExit;
     }
-    std::printf("Input Data type ERROR! \n");
-    return Entry::kRefused;
+    if (converted != 1 || number > std::numeric_limits<unsigned int>::max()) {
+        std::printf("Input Data type ERROR! \n");
+        return Entry::kRefused;
+    }
+    code = static_cast<unsigned int>(number);
+    return code == kExitCode ? Entry::kExit : Entry::kNumber;
 }
 
 constexpr char kOpCodePrompt[] = "Input The op Code(99=Exit): 0x";
@@ -151,9 +157,10 @@ int input_multiple_packet_data(void)
         std::fflush(stdout);
         if (std::fgets(line, sizeof(line), stdin) == nullptr) {
             std::printf("Input ERROR! \n");
+            std::clearerr(stdin);
             return 0;
         }
-        if (std::strchr(line, '\n') == nullptr) {
+        if (std::memchr(line, '\n', sizeof(line)) == nullptr) {
             DropRestOfLine();  // what does not fit must not be read as the next codes
         }
         if (std::strncmp(line, "99", 2) == 0) {
@@ -186,7 +193,7 @@ int input_ir_blaster(void)
 int ospd_char_to_hexadecimal(int /*unused1*/, int /*unused2*/, int /*unused3*/, char* text,
                              unsigned char* out)
 {
-    if (text[0] == '\0') {
+    if (text == nullptr || text[0] == '\0' || out == nullptr) {
         std::printf("char array is null\n");
         return 0;
     }
@@ -206,7 +213,7 @@ int ospd_char_to_hexadecimal(int /*unused1*/, int /*unused2*/, int /*unused3*/, 
 
 int ospd_print_array(unsigned char* array)
 {
-    if (array[0] == 0) {
+    if (array == nullptr || array[0] == 0) {
         std::printf("unsigned char array is empty\n");
         return 0;
     }
