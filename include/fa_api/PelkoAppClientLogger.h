@@ -1,12 +1,13 @@
-// The report writer of a factory network inspection run: records in, key=value text out.
-//
-//     PelkoAppClientLogger logger(PelkoAppClientLogger::MODE_DETAIL);
-//     std::string report;
-//     logger.GetLog(report, &testInfo, &items);
-//
-// Every text operation replaces its output string. Record and vector pointers must not be null;
-// what they point to is only read, and only during the call. One thread at a time may use the
-// failure notes, and no raw report may be written meanwhile; otherwise objects are independent.
+/// @file
+/// The report writer of a factory network inspection run: records in, key=value text out.
+///
+///     PelkoAppClientLogger logger(PelkoAppClientLogger::MODE_DETAIL);
+///     std::string report;
+///     logger.GetLog(report, &testInfo, &items);
+///
+/// Every text operation replaces its output string. Record and vector pointers must not be null;
+/// what they point to is only read, and only during the call. One thread at a time may use the
+/// failure notes, and no raw report may be written meanwhile; otherwise objects are independent.
 #ifndef FA_API_PELKOAPPCLIENTLOGGER_H
 #define FA_API_PELKOAPPCLIENTLOGGER_H
 
@@ -19,42 +20,45 @@
 
 #pragma GCC visibility push(default)
 
+/// The report writer. It holds its mode and nothing else.
 class PelkoAppClientLogger
 {
 public:
+    /// What a report shows.
     enum Mode_e : int {
-        MODE_SIMPLE = 0,  // for people: value lists on indented lines, no timing
-        MODE_DETAIL = 1,  // timing, identifiers and local-dimming versions as well
-        MODE_RAW = 2      // codes, failure notes and detail texts as well
+        MODE_SIMPLE = 0,  ///< for people: value lists on indented lines, no timing
+        MODE_DETAIL = 1,  ///< timing, identifiers and local-dimming versions as well
+        MODE_RAW = 2      ///< codes, failure notes and detail texts as well
     };
 
+    /// Makes a writer of reports in one mode.
     explicit PelkoAppClientLogger(Mode_e mode);
     virtual ~PelkoAppClientLogger();
 
-    // Writes the whole report. Returns true. Throws std::out_of_range when iItemCount exceeds the
-    // vector's length; `report` then holds the text up to the last item there is.
+    /// Writes the whole report. Returns true. Throws std::out_of_range when iItemCount exceeds the
+    /// vector's length; `report` then holds the text up to the last item there is.
     bool GetLog(std::string& report, PelkoTestInfo_s* testInfo, std::vector<PelkoItem_s>* items);
 
-    // Writes the summary and the information section, for which it queries the platform. Returns
-    // true.
+    /// Writes the summary and the information section, for which it queries the platform. Returns
+    /// true.
     bool GetInfoLog(std::string& text, PelkoTestInfo_s* testInfo);
 
-    // Writes the section of one item; `index` is its zero-based position. Returns true.
+    /// Writes the section of one item; `index` is its zero-based position. Returns true.
     bool GetItemLog(std::string& section, PelkoItem_s* item, int index);
 
-    // Writes all result values. Returns false, and leaves `text` alone, where there are none to
-    // show.
+    /// Writes all result values. Returns false, and leaves `text` alone, where there are none to
+    /// show.
     bool GetResultLog(std::string& text, PelkoItem_s* item);
 
-    // Writes the specification. Returns false, and leaves `text` alone, where there is none or a
-    // value of it has no text.
+    /// Writes the specification. Returns false, and leaves `text` alone, where there is none or a
+    /// value of it has no text.
     bool GetSpecLog(std::string& text, PelkoItem_s* item);
 
-    // Keeps a copy of a failed item for the whole process, in place of an earlier one with the same
-    // code pair. Raw reports show a note of it with every item of that pair. Returns true.
+    /// Keeps a copy of a failed item for the whole process, in place of an earlier one with the
+    /// same code pair. Raw reports show a note of it with every item of that pair. Returns true.
     static bool RecordFailedItem(PelkoItem_s* item, PelkoInspectionType_e type);
 
-    // Forgets all failed items. Returns true.
+    /// Forgets all failed items. Returns true.
     static bool ClearFailedLog();
 
     // Implementation details.

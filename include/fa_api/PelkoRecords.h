@@ -1,127 +1,132 @@
-// The records that an application fills for the report writer.
-//
-// Their layout is part of the binary interface. Texts end at their NUL or at the end of their
-// field, and counts beyond the capacity of their field are read as that capacity, so no content
-// makes the report writer read outside a record. Reserved fields are not read.
+/// @file
+/// The records that an application fills for the report writer.
+///
+/// Their layout is part of the binary interface. Texts end at their NUL or at the end of their
+/// field, and counts beyond the capacity of their field are read as that capacity, so no content
+/// makes the report writer read outside a record. Reserved fields are not read.
 #ifndef FA_API_PELKORECORDS_H
 #define FA_API_PELKORECORDS_H
 
 #include <cstddef>
 
-// Date and time of a run.
+/// Date and time of a run.
 struct PelkoInfoTime_s {
-    signed char cYear;  // years since 1900
-    signed char cMonth;
-    signed char cDay;
-    signed char cHour;
-    signed char cMinute;
-    signed char cSecond;
-    unsigned char abReserved[2];
+    signed char cYear;            ///< years since 1900
+    signed char cMonth;           ///< written as stored, like all that follow
+    signed char cDay;             ///< day of the month
+    signed char cHour;            ///< hour
+    signed char cMinute;          ///< minute
+    signed char cSecond;          ///< second
+    unsigned char abReserved[2];  ///< not read
 };
 
-// One inspection run.
+/// One inspection run.
 struct PelkoTestInfo_s {
-    int iItemCount;  // items to render: not more than the vector holds
-    int aiReserved1[3];
-    int iRetryCount;
-    int aiReserved2[2];
-    PelkoInfoTime_s stStartTime;
-    char szSerialNumber[28];
-    int iRunState;   // 3 completed, 4 timed out, 5 stopped
-    int iFailCount;  // failed items; read in state 3 only
-    int aiReserved3[2];
-    unsigned int ulDuration;       // in the caller's unit
-    int iLinkType;                 // 0 UART, 1 Bluetooth, 2 Wi-Fi
-    unsigned int aulLinkValue[4];  // written for Bluetooth and Wi-Fi
+    int iItemCount;                ///< items to render: not more than the vector holds
+    int aiReserved1[3];            ///< not read
+    int iRetryCount;               ///< retries of the run
+    int aiReserved2[2];            ///< not read
+    PelkoInfoTime_s stStartTime;   ///< start of the run
+    char szSerialNumber[28];       ///< the set's serial number
+    int iRunState;                 ///< 3 completed, 4 timed out, 5 stopped
+    int iFailCount;                ///< failed items; read in state 3 only
+    int aiReserved3[2];            ///< not read
+    unsigned int ulDuration;       ///< in the caller's unit
+    int iLinkType;                 ///< 0 UART, 1 Bluetooth, 2 Wi-Fi
+    unsigned int aulLinkValue[4];  ///< written for Bluetooth and Wi-Fi
 };
 
-// How a value record is to be read.
+/// How a value record is to be read.
 enum PelkoValueType_e : int {
-    VALUE_INTEGER = 0,  // numeric form: signed decimal
-    VALUE_HEX = 1,      // character form: "0x" and two digits for each of iLength bytes
-    VALUE_STRING = 2,   // character form: text
-    VALUE_FLOAT = 3     // numeric form: two digits behind the decimal point
+    VALUE_INTEGER = 0,  ///< numeric form: signed decimal
+    VALUE_HEX = 1,      ///< character form: "0x" and two digits for each of iLength bytes
+    VALUE_STRING = 2,   ///< character form: text
+    VALUE_FLOAT = 3     ///< numeric form: two digits behind the decimal point
 };
 
-// How an item was inspected. Every value but INSPECTION_AUTO counts as normal.
-enum PelkoInspectionType_e : int { INSPECTION_NORMAL = 0, INSPECTION_AUTO = 1 };
+/// How an item was inspected. Every value but INSPECTION_AUTO counts as normal.
+enum PelkoInspectionType_e : int {
+    INSPECTION_NORMAL = 0,  ///< "normal"
+    INSPECTION_AUTO = 1     ///< "auto"
+};
 
-// Kinds of specification, for PelkoItem_s::iSpecType. Any other value is rendered like SPEC_VALUE.
+/// Kinds of specification, for PelkoItem_s::iSpecType. Any other value is rendered like SPEC_VALUE.
 enum PelkoSpecType_e : int {
-    SPEC_NONE = 0,
-    SPEC_VALUE = 1,
-    SPEC_NOT_EQUAL = 2,
-    SPEC_GREATER_EQUAL = 3,
-    SPEC_LESS_EQUAL = 4,
-    SPEC_GREATER = 5,
-    SPEC_LESS = 6,
-    SPEC_RANGE = 7,
-    SPEC_LIST = 8
+    SPEC_NONE = 0,           ///< no specification
+    SPEC_VALUE = 1,          ///< equal to the value
+    SPEC_NOT_EQUAL = 2,      ///< not equal to it
+    SPEC_GREATER_EQUAL = 3,  ///< at least the value
+    SPEC_LESS_EQUAL = 4,     ///< at most the value
+    SPEC_GREATER = 5,        ///< above the value
+    SPEC_LESS = 6,           ///< below the value
+    SPEC_RANGE = 7,          ///< from the low to the high value
+    SPEC_LIST = 8            ///< a list of values
 };
 
-// Bits of PelkoItem_s::ulErrorFlag.
+/// Bits of PelkoItem_s::ulErrorFlag.
 enum PelkoErrorFlag_e : unsigned int {
-    ERROR_FLAG_SPEC = 0x1,
-    ERROR_FLAG_DATA = 0x2,
-    ERROR_FLAG_LIST = 0x4
+    ERROR_FLAG_SPEC = 0x1,  ///< specification error
+    ERROR_FLAG_DATA = 0x2,  ///< data error
+    ERROR_FLAG_LIST = 0x4   ///< list error
 };
 
-// The numeric form of a value.
+/// The numeric form of a value.
 union PelkoItemNValue_s {
-    int iValue;
-    float fValue;
+    int iValue;    ///< for VALUE_INTEGER
+    float fValue;  ///< for VALUE_FLOAT
 };
 
-// The character form of a value.
+/// The character form of a value.
 struct PelkoItemCValue_s {
-    int iLength;                // bytes used, for VALUE_HEX
-    unsigned char aucData[32];  // bytes (VALUE_HEX) or text (VALUE_STRING)
+    int iLength;                ///< bytes used, for VALUE_HEX
+    unsigned char aucData[32];  ///< bytes (VALUE_HEX) or text (VALUE_STRING)
 };
 
-// A value in either form; a type beside it tells which.
+/// A value in either form; a type beside it tells which.
 struct PelkoTestItemValue_s {
-    PelkoItemNValue_s stNValue;
-    PelkoItemCValue_s stCValue;
+    PelkoItemNValue_s stNValue;  ///< for VALUE_INTEGER and VALUE_FLOAT
+    PelkoItemCValue_s stCValue;  ///< for VALUE_HEX and VALUE_STRING
 };
 
-// One inspected item. A sub-item code is a byte that names an input, a reason or the like in the
-// report.
+/// One inspected item. A sub-item code is a byte that names an input, a reason or the like in the
+/// report.
 struct PelkoItem_s {
-    char szName[62];
-    unsigned char ucCode1;  // the code pair that identifies the item
-    unsigned char ucCode2;
-    char szImqs[776];
-    unsigned int ulErrorFlag;  // PelkoErrorFlag_e bits; not 0 gives the error form
-    unsigned char abReserved1[4];
-    int iTid;  // short test identifier, used when it lies in 1 to 9
-    unsigned char abReserved2[4];
-    PelkoInspectionType_e eInspType;
-    PelkoValueType_e eMsgDataType;
-    PelkoItemCValue_s stMsgData;  // message data, present when its iLength is above 0
-    unsigned int ulResult;        // 0 and 1 no result yet, 2 and 3 pass, 4 and above fail
-    int iRetryCount;
-    int iSpecType;  // PelkoSpecType_e
-    PelkoValueType_e eSpecValueType;
-    int iSpecCount;                    // values of a SPEC_LIST
-    PelkoTestItemValue_s astSpec[20];  // SPEC_RANGE: low and high; other kinds but SPEC_LIST: one
-    unsigned char abReserved3[4];
-    unsigned int ulStartTime;
-    unsigned int ulDuration;
-    int lTid;  // long test identifier
-    int iSkipCount;
-    unsigned char aucSkip[16];  // sub-item codes of skipped sub-items
-    int iErrorCount;
-    unsigned char aucError[64];  // sub-item codes of sub-items in error
-    int iExpectCount;            // result values needed before the selected one is shown
-    int iSelectIndex;            // multiple-data item: index of the selected value, or -1
-    int iMeasureCount;           // result values: iMeasureCount + iExtraCount of them
-    int iExtraCount;
-    PelkoTestItemValue_s astMeasure[96];
-    PelkoValueType_e eMeasureValueType;
-    int iListCount;
-    unsigned char aucList[96];  // sub-item codes, one for each result value
+    char szName[62];                   ///< the item's name
+    unsigned char ucCode1;             ///< the code pair that identifies the item
+    unsigned char ucCode2;             ///< its second byte
+    char szImqs[776];                  ///< the text of a raw report's "imqs=" line
+    unsigned int ulErrorFlag;          ///< PelkoErrorFlag_e bits; not 0 gives the error form
+    unsigned char abReserved1[4];      ///< not read
+    int iTid;                          ///< short test identifier, used when it lies in 1 to 9
+    unsigned char abReserved2[4];      ///< not read
+    PelkoInspectionType_e eInspType;   ///< how the item was inspected
+    PelkoValueType_e eMsgDataType;     ///< type of the message data
+    PelkoItemCValue_s stMsgData;       ///< message data, present when its iLength is above 0
+    unsigned int ulResult;             ///< 0 and 1 no result yet, 2 and 3 pass, 4 and above fail
+    int iRetryCount;                   ///< retries of the item
+    int iSpecType;                     ///< PelkoSpecType_e
+    PelkoValueType_e eSpecValueType;   ///< type of all specification values
+    int iSpecCount;                    ///< values of a SPEC_LIST
+    PelkoTestItemValue_s astSpec[20];  ///< SPEC_RANGE: low and high; other kinds but SPEC_LIST: one
+    unsigned char abReserved3[4];      ///< not read
+    unsigned int ulStartTime;          ///< in the caller's unit
+    unsigned int ulDuration;           ///< in the caller's unit
+    int lTid;                          ///< long test identifier
+    int iSkipCount;                    ///< codes in aucSkip
+    unsigned char aucSkip[16];         ///< sub-item codes of skipped sub-items
+    int iErrorCount;                   ///< codes in aucError
+    unsigned char aucError[64];        ///< sub-item codes of sub-items in error
+    int iExpectCount;                  ///< result values needed before the selected one is shown
+    int iSelectIndex;                  ///< multiple-data item: index of the selected value, or -1
+    int iMeasureCount;                 ///< result values: iMeasureCount + iExtraCount of them
+    int iExtraCount;                   ///< result values behind the first iMeasureCount ones
+    PelkoTestItemValue_s astMeasure[96];  ///< the result values
+    PelkoValueType_e eMeasureValueType;   ///< type of all result values
+    int iListCount;                       ///< codes in aucList
+    unsigned char aucList[96];            ///< sub-item codes, one for each result value
 };
 
+/// @cond
 #define FA_API_FIELD_AT(record, field, offset) \
     static_assert(offsetof(record, field) == (offset), #record "::" #field)
 
@@ -181,5 +186,6 @@ FA_API_FIELD_AT(PelkoItem_s, iListCount, 5684);
 FA_API_FIELD_AT(PelkoItem_s, aucList, 5688);
 
 #undef FA_API_FIELD_AT
+/// @endcond
 
 #endif
