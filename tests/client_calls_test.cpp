@@ -23,11 +23,6 @@ struct ClientCall {
     std::function<int()> call;
 };
 
-void PrintTo(const ClientCall& row, std::ostream* out)
-{
-    *out << row.function;
-}
-
 const Texts kNone;
 const Texts kPacketBytes = {"D data[7f]", "D data[0]", "D data[ff]"};
 const Texts kCommandBytes = {"D command data[0]: 127", "D command data[1]: 0",

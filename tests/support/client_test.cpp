@@ -112,10 +112,10 @@ GDBusConnection* ClientTest::LibraryConnection()
     return connection;
 }
 
-void ClientTest::Settle()
+void ClientTest::Settle(GDBusConnection* connection)
 {
     g_autoptr(GVariant) id =
-        g_dbus_connection_call_sync(LibraryConnection(), "org.freedesktop.DBus",
+        g_dbus_connection_call_sync(connection, "org.freedesktop.DBus",
                                     "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
                                     nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
 }

@@ -46,9 +46,11 @@ protected:
     // From here on there is no bus for the library to connect to.
     static void HideBus();
 
-    // Returns when the library's connection has received all that was sent to it before.
-    static void Settle();
     static GDBusConnection* LibraryConnection();
+
+    // Returns when the bus has taken all that was sent over the connection before, and the
+    // connection has received all that the bus sent to it.
+    static void Settle(GDBusConnection* connection = LibraryConnection());
 
     PrivateBus bus;
     ScriptedService service{bus};
