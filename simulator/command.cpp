@@ -1,0 +1,149 @@
+#include "command.h"
+
+#include <fcntl.h>
+#include <glib-unix.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+
+#include "private_bus.h"
+#include "sample_profile.h"
+#include "service.h"
+
+namespace fa
+{
+
+namespace
+{
+
+constexpr int kNotExecutable = 126;
+constexpr int kNotFound = 127;
+constexpr int kSignalled = 128;
+
+// A folder that nobody else can look into, gone at the end with all that is in it.
+class PrivateFolder
+{
+public:
+    PrivateFolder()
+    {
+        GError* error = nullptr;
+        g_autofree char* made = g_dir_make_tmp("fa-set-XXXXXX", &error);
+        if (made == nullptr) {
+            ThrowError("temporary folder", error);
+        }
+        path = made;
+    }
+    ~PrivateFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    PrivateFolder(const PrivateFolder&) = delete;
+    PrivateFolder& operator=(const PrivateFolder&) = delete;
+
+    std::string Path(const std::string& name) const { return path + "/" + name; }
+    const std::string& Path() const { return path; }
+
+private:
+    std::string path;
+};
+
+// The command while it runs.
+struct Run {
+    GMainLoop* loop = nullptr;
+    GPid command = 0;
+    int status = 0;
+    std::string failure;
+};
+
+void CopyProfile(const std::string& from, const std::string& to)
+{
+    g_autofree char* text = nullptr;
+    GError* error = nullptr;
+    if (!from.empty() && !g_file_get_contents(from.c_str(), &text, nullptr, &error)) {
+        ThrowError("profile", error);
+    }
+    if (!g_file_set_contents(to.c_str(), text != nullptr ? text : kSampleProfile, -1, &error)) {
+        ThrowError("profile", error);
+    }
+}
+
+template <int number>
+gboolean PassSignalOn(gpointer run)
+{
+    kill(static_cast<Run*>(run)->command, number);
+    return G_SOURCE_CONTINUE;
+}
+
+void OnExit(GPid /*command*/, gint waitStatus, gpointer data)
+{
+    auto* run = static_cast<Run*>(data);
+    run->status =
+        WIFSIGNALED(waitStatus) ? kSignalled + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
+    run->command = 0;
+    g_main_loop_quit(run->loop);
+}
+
+// Returns false, with the status set, where the command cannot be started.
+bool Start(const std::vector<std::string>& words, Run& run)
+{
+    std::vector<char*> arguments;
+    for (const std::string& word : words) {
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    }
+    arguments.push_back(nullptr);
+    constexpr auto flags = static_cast<GSpawnFlags>(
+        G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD | G_SPAWN_CHILD_INHERITS_STDIN);
+    g_autoptr(GError) error = nullptr;
+    if (g_spawn_async(nullptr, arguments.data(), nullptr, flags, nullptr, nullptr, &run.command,
+                      &error)) {
+        g_child_watch_add(run.command, OnExit, &run);
+        return true;
+    }
+    Complain(error->message);
+    run.status =
+        g_error_matches(error, G_SPAWN_ERROR, G_SPAWN_ERROR_NOENT) ? kNotFound : kNotExecutable;
+    return false;
+}
+
+}  // namespace
+
+int RunCommand(Options options)
+{
+    const PrivateFolder folder;
+    const std::string profile = folder.Path("profile.ini");
+    CopyProfile(options.profile, profile);
+    options.profile = profile;
+    setenv("FA_PLATFORM_PROFILE", profile.c_str(), 1);
+    for (const char* line : kLines) {
+        std::string& link = options.links[line];
+        link = link.empty() ? folder.Path(line) : std::filesystem::absolute(link).string();
+        g_autofree char* upper = g_ascii_strup(line, -1);
+        setenv((std::string("FA_SET_") + upper).c_str(), link.c_str(), 1);
+    }
+    const PrivateBus bus(folder.Path());
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
+
+    g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
+    Run run{};
+    run.loop = loop;
+    const Service service(options, [&run](const std::string& reason) {
+        run.failure = reason;
+        if (run.command != 0) {
+            kill(run.command, SIGTERM);
+        }
+    });
+    g_unix_signal_add(SIGINT, PassSignalOn<SIGINT>, &run);
+    g_unix_signal_add(SIGTERM, PassSignalOn<SIGTERM>, &run);
+    if (Start(options.words, run)) {
+        g_main_loop_run(loop);
+    }
+    if (!run.failure.empty()) {
+        throw Failure(run.failure);
+    }
+    return run.status;
+}
+
+}  // namespace fa

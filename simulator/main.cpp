@@ -1,0 +1,91 @@
+// The simulated set, as a program.
+#include <glib-unix.h>
+
+#include <csignal>
+#include <cstdlib>
+
+#include "command.h"
+#include "service.h"
+
+namespace
+{
+
+constexpr int kUsage = 2;
+
+gboolean Quit(gpointer loop)
+{
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
+    return G_SOURCE_CONTINUE;
+}
+
+void Serve(const fa::Options& options)
+{
+    g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
+    g_unix_signal_add(SIGINT, Quit, loop);
+    g_unix_signal_add(SIGTERM, Quit, loop);
+    std::string failure;
+    const fa::Service service(options, [&](const std::string& reason) {
+        failure = reason;
+        g_main_loop_quit(loop);
+    });
+    g_main_loop_run(loop);
+    if (!failure.empty()) {
+        throw fa::Failure(failure);
+    }
+}
+
+// Changes the set that runs on the bus.
+void ChangeFaults(const std::vector<std::string>& words)
+{
+    GError* error = nullptr;
+    g_autoptr(SimulatorControl) set = simulator_control_proxy_new_for_bus_sync(
+        G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START, "org.kavra.tv.automation-service",
+        "/KVFacAutoObj", nullptr, &error);
+    if (error == nullptr) {
+        g_dbus_connection_set_exit_on_close(g_dbus_proxy_get_connection(G_DBUS_PROXY(set)), FALSE);
+        if (words == std::vector<std::string>{"clear"}) {
+            simulator_control_call_clear_faults_sync(set, nullptr, &error);
+        } else {
+            const fa::FaultRequest fault = fa::ReadFault(words);
+            fa::CheckFault(fault);
+            simulator_control_call_set_fault_sync(set, fault.target.c_str(), fault.kind.c_str(),
+                                                  fault.value.value_or(0), fault.times, nullptr,
+                                                  &error);
+        }
+    }
+    if (error != nullptr) {
+        g_dbus_error_strip_remote_error(error);
+        fa::ThrowError("fault", error);
+    }
+}
+
+int Run(const fa::Options& options)
+{
+    switch (options.mode) {
+        case fa::Mode::kRun:
+            return fa::RunCommand(options);
+        case fa::Mode::kFault:
+            ChangeFaults(options.words);
+            return EXIT_SUCCESS;
+        default:
+            Serve(options);
+            return EXIT_SUCCESS;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    // A reader of our output that has gone is no reason to leave links behind.
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return Run(fa::ReadOptions(argc, argv));
+    } catch (const fa::UsageError& error) {
+        fa::Complain(std::string(error.what()) + " (--help tells more)");
+        return kUsage;
+    } catch (const std::exception& error) {
+        fa::Complain(error.what());
+        return EXIT_FAILURE;
+    }
+}

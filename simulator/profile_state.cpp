@@ -1,0 +1,64 @@
+#include "profile_state.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+
+#include "automation_interface/local_sets.h"
+
+namespace fa
+{
+
+namespace
+{
+
+constexpr char kGroup[] = "system_info_int";
+constexpr char kLocalSetKey[] = "284";
+
+GKeyFile* LoadProfile(const std::string& path)
+{
+    g_autoptr(GKeyFile) profile = g_key_file_new();
+    GError* error = nullptr;
+    if (!g_key_file_load_from_file(profile, path.c_str(), G_KEY_FILE_KEEP_COMMENTS, &error)) {
+        ThrowError("profile " + path, error);
+    }
+    return static_cast<GKeyFile*>(g_steal_pointer(&profile));
+}
+
+}  // namespace
+
+void CheckProfile(const std::string& path)
+{
+    g_autoptr(GKeyFile) profile = LoadProfile(path);
+    if (access(path.c_str(), W_OK) != 0) {
+        throw Failure("profile " + path + ": " + g_strerror(errno));
+    }
+}
+
+std::optional<unsigned int> FindLocalSet(const Bytes& name)
+{
+    const std::string text(name.begin(), name.end());
+    const auto* const end = kLocalSets + kLocalSetCount;
+    const auto* const found = std::find(kLocalSets, end, text);
+    if (found == end || text == kNoLocalSet) {
+        return std::nullopt;
+    }
+    return static_cast<unsigned int>(found - kLocalSets);
+}
+
+void StoreLocalSet(const std::string& profilePath, unsigned int number)
+{
+    // A link stays a link: its target is what gets replaced.
+    std::error_code ignored;
+    const std::string path = std::filesystem::canonical(profilePath, ignored).string();
+    g_autoptr(GKeyFile) profile = LoadProfile(path.empty() ? profilePath : path);
+    g_key_file_set_integer(profile, kGroup, kLocalSetKey, static_cast<gint>(number));
+    GError* error = nullptr;
+    if (!g_key_file_save_to_file(profile, path.c_str(), &error)) {
+        ThrowError("profile " + path, error);
+    }
+}
+
+}  // namespace fa

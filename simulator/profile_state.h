@@ -1,0 +1,22 @@
+// The state that commands change, in the profile that the simulated platform answers from.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "console.h"
+
+namespace fa
+{
+
+// Throws Failure where the profile cannot be read, understood or written.
+void CheckProfile(const std::string& path);
+
+// The number of the local set of that name.
+std::optional<unsigned int> FindLocalSet(const Bytes& name);
+
+// Makes it the set's local set. Readers of the profile see the old text or the new one, never half
+// of it. Throws Failure.
+void StoreLocalSet(const std::string& profilePath, unsigned int number);
+
+}  // namespace fa

@@ -1,0 +1,82 @@
+#include "recorder.h"
+
+#include <json-glib/json-glib.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "console.h"
+
+namespace fa
+{
+
+namespace
+{
+
+// A reply is the result in its structure, behind the data where there is any.
+void AddReply(JsonBuilder* builder, GVariant* reply)
+{
+    const gsize last = g_variant_n_children(reply) - 1;
+    if (last > 0) {
+        g_autoptr(GVariant) data = g_variant_get_child_value(reply, 0);
+        json_builder_set_member_name(builder, "data");
+        json_builder_add_value(builder, json_gvariant_serialize(data));
+    }
+    g_autoptr(GVariant) ret = g_variant_get_child_value(reply, last);
+    gint32 result = 0;
+    g_variant_get(ret, "(i)", &result);
+    json_builder_set_member_name(builder, "result");
+    json_builder_add_int_value(builder, result);
+}
+
+}  // namespace
+
+Recorder::Recorder(std::string filePath) : path(std::move(filePath))
+{
+    if (!path.empty() && (file = std::fopen(path.c_str(), "we")) == nullptr) {
+        throw Failure("record " + path + ": " + g_strerror(errno));
+    }
+}
+
+Recorder::~Recorder()
+{
+    if (file != nullptr) {
+        std::fclose(file);
+    }
+}
+
+void Recorder::Write(const char* method, const char* const* names, GVariant* arguments,
+                     const Outcome& outcome)
+{
+    if (file == nullptr) {
+        return;
+    }
+    g_autoptr(JsonBuilder) builder = json_builder_new();
+    json_builder_begin_object(builder);
+    json_builder_set_member_name(builder, "method");
+    json_builder_add_string_value(builder, method);
+    json_builder_set_member_name(builder, "arguments");
+    json_builder_begin_object(builder);
+    for (gsize i = 0; names[i] != nullptr; ++i) {
+        g_autoptr(GVariant) argument = g_variant_get_child_value(arguments, i);
+        json_builder_set_member_name(builder, names[i]);
+        json_builder_add_value(builder, json_gvariant_serialize(argument));
+    }
+    json_builder_end_object(builder);
+    if (outcome.reply != nullptr) {
+        AddReply(builder, outcome.reply);
+    }
+    if (outcome.fault[0] != '\0') {
+        json_builder_set_member_name(builder, "fault");
+        json_builder_add_string_value(builder, outcome.fault);
+    }
+    json_builder_end_object(builder);
+
+    g_autoptr(JsonNode) root = json_builder_get_root(builder);
+    g_autofree char* line = json_to_string(root, FALSE);
+    if (std::fprintf(file, "%s\n", line) < 0 || std::fflush(file) != 0) {
+        Complain("record " + path + ": " + g_strerror(errno));
+    }
+}
+
+}  // namespace fa
