@@ -229,6 +229,7 @@ void Service::Leave()
             g_dbus_interface_skeleton_unexport(G_DBUS_INTERFACE_SKELETON(each));
         }
     }
+    g_dbus_connection_flush_sync(connection, nullptr, nullptr);
     g_dbus_connection_close_sync(connection, nullptr, nullptr);
     g_clear_object(&connection);
 }

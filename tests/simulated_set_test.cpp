@@ -1,0 +1,321 @@
+// The simulated set, with the public library on one side and the serial lines on the other.
+#include <fa_platform/simulation.h>
+#include <gmock/gmock.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <deque>
+#include <fstream>
+#include <random>
+#include <thread>
+
+#include "support/simulated_set.h"
+
+namespace
+{
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+std::deque<Bytes> arrived;
+
+void Collect(ProtocolData_s* data)
+{
+    const int stored = std::min(data->iSize, 256);
+    arrived.emplace_back(data->p_data, data->p_data + stored);
+}
+
+struct Incoming {
+    const char* line;
+    int (*enrol)(ProtocolCallback_fp);
+};
+const Incoming kIncoming[] = {{"ss", automation_register_callback_serial_source},
+                              {"rjp", automation_register_callback_rjp_protocol},
+                              {"ep", automation_register_callback_ep_protocol}};
+
+int Send(const Bytes& bytes, int (*send)(const unsigned char*, unsigned int))
+{
+    return send(bytes.data(), static_cast<unsigned int>(bytes.size()));
+}
+
+int SendAck(const Bytes& bytes, int type)
+{
+    return automation_send_rs232_ack(type, static_cast<unsigned int>(bytes.size()), bytes.data());
+}
+
+std::string TextOf(const std::string& path)
+{
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+speed_t SpeedOf(int line)
+{
+    termios settings{};
+    tcgetattr(line, &settings);
+    return cfgetospeed(&settings);
+}
+
+long ResidentKilobytes(GPid process)
+{
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    std::string word;
+    while (status >> word && word != "VmRSS:") {
+    }
+    long kilobytes = 0;
+    status >> kilobytes;
+    return kilobytes;
+}
+
+TEST_F(SimulatedSetTest, LinesCarryBytesBothWays)
+{
+    Start();
+    const int uart = OpenLine("uart");
+    EXPECT_EQ(Send({2, 0xFF, 0, 3}, automation_send_message_by_ex_uart), 0);
+    EXPECT_EQ(Read(uart, 4), (Bytes{2, 0xFF, 0, 3}));
+    const char* const lines[] = {"uart", "ss", "rjp", "ep", "uart"};
+    for (int type = 0; type < 5; ++type) {
+        const Bytes bytes{6, static_cast<unsigned char>(type)};
+        EXPECT_EQ(SendAck(bytes, type), 0);
+        const int line = OpenLine(lines[type]);
+        EXPECT_EQ(Read(line, 2), bytes) << type;
+        close(line);
+    }
+    EXPECT_EQ(SendAck({6}, -1), -1);
+    EXPECT_EQ(automation_change_packet_length_serial_source(3), 0);
+    EXPECT_EQ(automation_change_packet_length_serial_source(257), -1);
+    for (const Incoming& incoming : kIncoming) {
+        const int line = OpenLine(incoming.line);
+        EXPECT_EQ(incoming.enrol(Collect), 0);
+        EXPECT_EQ(write(line, "\x11\x00\xFF\x01\x02\x03", 6), 6);
+        const bool framed = incoming.enrol == automation_register_callback_serial_source;
+        EXPECT_TRUE(Wait([&] { return arrived.size() == (framed ? 2U : 1U); }));
+        EXPECT_EQ(arrived[0], framed ? (Bytes{0x11, 0, 0xFF}) : (Bytes{0x11, 0, 0xFF, 1, 2, 3}));
+        arrived.clear();
+        close(line);
+    }
+}
+
+TEST_F(SimulatedSetTest, UartHasASpeedAndCanBeClosed)
+{
+    Start();
+    int uart = OpenLine("uart");
+    EXPECT_EQ(automation_change_baud_rate_ex_uart(9600), 0);
+    EXPECT_EQ(SpeedOf(uart), speed_t{B9600});
+    EXPECT_EQ(automation_change_baud_rate_ex_uart(115200), 0);
+    EXPECT_EQ(SpeedOf(uart), speed_t{B115200});
+    EXPECT_EQ(automation_close_ex_uart(), 0);
+    EXPECT_EQ(Read(uart, 1), Bytes{});
+    log.Take();
+    EXPECT_EQ(Send({1}, automation_send_message_by_ex_uart), -1);
+    EXPECT_EQ(log.Take().back(), "E automation_send_message_by_ex_uart: NG retVal[0]");
+    close(uart);
+    EXPECT_EQ(automation_change_baud_rate_ex_uart(9600), 0);
+    uart = OpenLine("uart");
+    EXPECT_EQ(Send({1}, automation_send_message_by_ex_uart), 0);
+    EXPECT_EQ(Read(uart, 1), Bytes{1});
+    close(uart);
+}
+
+TEST_F(SimulatedSetTest, CommandsChangeTheSet)
+{
+    std::filesystem::create_directories(In("logs/inner"));
+    std::filesystem::create_directory(In("usb"));
+    std::ofstream(In("logs/inner/a.log")) << "hello";
+    Start({"--record", In("record"), "--log-dir", In("logs"), "--usb-dir", In("usb")});
+    EXPECT_EQ(automation_execute_command_with_projector(806, 95), 0);
+    EXPECT_THAT(TextOf(In("profile.ini")), HasSubstr("284=95\n"));
+    EXPECT_EQ(automation_copy_log_to_usb(), 0);
+    EXPECT_EQ(TextOf(In("usb/logs/inner/a.log")), "hello");
+    std::filesystem::remove_all(In("usb"));
+    EXPECT_EQ(automation_copy_log_to_usb(), -1);
+    const unsigned char unknown[] = {'X'};
+    EXPECT_EQ(automation_execute_command_with_data(82, 1, unknown, 1), 0);
+    Stop();
+    EXPECT_EQ(TextOf(In("record")),
+              R"({"method":"ExecuteCommandWithData","arguments":{"data0":82,"data1":1,)"
+              R"("data":[74,65,80,65,78],"len":5},"result":1})"
+              "\n"
+              R"({"method":"CopyLogToUsb","arguments":{},"result":1})"
+              "\n"
+              R"({"method":"CopyLogToUsb","arguments":{},"result":0})"
+              "\n"
+              R"({"method":"ExecuteCommandWithData","arguments":{"data0":82,"data1":1,)"
+              R"("data":[88],"len":1},"result":0})"
+              "\n");
+}
+
+TEST_F(SimulatedSetTest, FailsOnDemand)
+{
+    const struct {
+        Words fault;
+        int result;
+        std::string lastLine;
+    } cases[] = {
+        {{"CloseExUart", "result", "0", "times", "1"},
+         -1,
+         "E automation_close_ex_uart: NG retVal[0]"},
+        {{"all", "result", "-7", "times", "1"}, 0, "D automation_close_ex_uart: OK retVal[-7]"},
+        {{"CloseExUart", "delay", "30", "times", "1"},
+         0,
+         "D automation_close_ex_uart: OK retVal[1]"},
+        {{"CloseExUart", "error", "times", "1"},
+         -1,
+         "E automation_close_ex_uart: close_ex_uart_sync err[GDBus.Error:org.kavra.tv."
+         "automationservice.Simulator.Fault: a fault on demand]"},
+    };
+    Start({"--fault", "CopyLogToUsb error times 1"});
+    EXPECT_EQ(automation_copy_log_to_usb(), -1);
+    for (const auto& each : cases) {
+        Fault(each.fault);
+        log.Take();
+        EXPECT_EQ(automation_close_ex_uart(), each.result) << each.lastLine;
+        EXPECT_EQ(log.Take().back(), each.lastLine);
+        EXPECT_EQ(automation_close_ex_uart(), 0);
+    }
+    Fault({"all", "no-answer"});
+    std::thread leaving([this] { Fault({"service", "leave", "1"}); });
+    EXPECT_EQ(automation_close_ex_uart(), -1);
+    leaving.join();
+    EXPECT_TRUE(Wait([this] { return RunProgram({FA_SET_SIMULATOR, "fault", "clear"}) == 0; }));
+    EXPECT_EQ(automation_close_ex_uart(), 0);
+    EXPECT_EQ(RunProgram({FA_SET_SIMULATOR, "fault", "ss", "error"}, In("complaint")), 1);
+    EXPECT_EQ(TextOf(In("complaint")), "fa-set-simulator: fault: ss has no fault error\n");
+}
+
+TEST_F(SimulatedSetTest, AnnouncesOddData)
+{
+    Start();
+    EXPECT_EQ(automation_register_callback_ep_protocol(Collect), 0);
+    Fault({"GetEpProtocolData", "empty", "times", "1"});
+    Fault({"ep", "burst", "1"});
+    EXPECT_TRUE(Wait([] { return arrived.size() == 1; }));
+    EXPECT_THAT(arrived[0], IsEmpty());
+    Fault({"GetEpProtocolData", "long", "300", "times", "1"});
+    log.Take();
+    Fault({"ep", "burst", "200"});
+    EXPECT_TRUE(Wait([] { return arrived.size() == 201; }));
+    EXPECT_EQ(arrived[1].size(), 256U);
+    for (unsigned int i = 1; i < 200; ++i) {
+        EXPECT_THAT(arrived[i + 1], ElementsAre(0, i));
+    }
+    EXPECT_THAT(log.Take(), ::testing::Contains("E _autoamtion_signal_handler_ep: epData is full, "
+                                                "44 bytes dropped"));
+}
+
+TEST_F(SimulatedSetTest, RunsACommandAndLeavesNothing)
+{
+    setenv("TMPDIR", In("").c_str(), 1);
+    const struct {
+        Words words;
+        int status;
+        std::string output;
+    } cases[] = {
+        {{"run", "-q", "--", "sh", "-c", "test -w $FA_SET_RJP -a -r $FA_PLATFORM_PROFILE; exit $?"},
+         0,
+         ""},
+        {{"run", "-q", "sh", "-c", "exit 7"}, 7, ""},
+        {{"run", "-q", "--", "sh", "-c", "kill -9 $$"}, 137, ""},
+        {{"run", "-q", "--", "sh", "-c", "kill -TERM $PPID; sleep 20"}, 143, ""},
+        {{"run", "-q", "--", In("nothing")}, 127, "Failed to execute child process"},
+        {{"run"}, 2, "fa-set-simulator: run needs a command (--help tells more)\n"},
+        {{"--line", "usb=x"}, 2, "--line takes uart, ss, rjp or ep"},
+        {{"-p", In("none")}, 1, "fa-set-simulator: profile " + In("none") + ": No such file"},
+        {{"--record", In("no/record")}, 1, "record " + In("no/record") + ": No such file"},
+    };
+    for (const auto& each : cases) {
+        Words words{FA_SET_SIMULATOR};
+        words.insert(words.end(), each.words.begin(), each.words.end());
+        EXPECT_EQ(RunProgram(words, In("output")), each.status) << each.output;
+        EXPECT_THAT(TextOf(In("output")), HasSubstr(each.output));
+    }
+    std::filesystem::remove(In("output"));
+    std::filesystem::remove(In("profile.ini"));
+    EXPECT_TRUE(std::filesystem::is_empty(folder));
+}
+
+// Packets of random lengths on all lines, both ways: nothing is lost, doubled or out of order, and
+// neither process grows.
+TEST_F(SimulatedSetTest, LosesNothingUnderLoad)
+{
+    constexpr int kPackets = 10000;
+    Start({"--quiet", "--gap", "0"});
+    fa_platform::SetLogSink([](int, int, const std::string&, const std::string&) {});
+    int lines[3];
+    for (int i = 0; i < 3; ++i) {
+        lines[i] = OpenLine(kIncoming[i].line);
+        ASSERT_EQ(kIncoming[i].enrol(Collect), 0);
+    }
+    const int uart = OpenLine("uart");
+    std::mt19937 random(1);
+    const auto packet = [&] {
+        Bytes bytes(1 + random() % 255);
+        std::generate(bytes.begin(), bytes.end(), [&] { return 1 + random() % 255; });
+        return bytes;
+    };
+    long before = 0;
+    for (int i = 0; i < kPackets; ++i) {
+        const Bytes bytes = packet();
+        const int line = static_cast<int>(random() % 5);
+        if (line > 2) {
+            ASSERT_EQ(Send(bytes, line == 3 ? automation_send_message_by_ex_uart
+                                            : automation_send_rjp_data),
+                      0);
+            ASSERT_EQ(Read(line == 3 ? uart : lines[1], bytes.size()), bytes);
+            continue;
+        }
+        if (line == 0) {
+            automation_change_packet_length_serial_source(static_cast<unsigned int>(bytes.size()));
+        }
+        // Two at once where the framing tells them apart.
+        const std::size_t copies = line == 0 ? 2 : 1;
+        for (std::size_t copy = 0; copy < copies; ++copy) {
+            ASSERT_EQ(write(lines[line], bytes.data(), bytes.size()), ssize_t(bytes.size()));
+        }
+        ASSERT_TRUE(Wait([&] { return arrived.size() == copies; }));
+        ASSERT_EQ(arrived, std::deque<Bytes>(copies, bytes));
+        arrived.clear();
+        if (i == kPackets / 10) {
+            before = ResidentKilobytes(set) + ResidentKilobytes(getpid());
+        }
+    }
+    EXPECT_LT(ResidentKilobytes(set) + ResidentKilobytes(getpid()), before + 2000);
+}
+
+// The service comes and goes while two threads call it without a pause.
+TEST_F(SimulatedSetTest, ServiceRestartsUnderLoad)
+{
+    Start({"--quiet", "--record", In("record")});
+    fa_platform::SetLogSink([](int, int, const std::string&, const std::string&) {});
+    std::atomic<bool> ended{false};
+    std::atomic<int> succeeded{0};
+    std::atomic<int> failed{0};
+    const auto call = [&] {
+        while (!ended) {
+            ++(automation_execute_command(0x10, 1) == 0 ? succeeded : failed);
+        }
+    };
+    std::thread callers[] = {std::thread(call), std::thread(call)};
+    for (int i = 0; i < 100; ++i) {
+        const int already = succeeded;
+        EXPECT_TRUE(Wait([] {
+            return RunProgram({FA_SET_SIMULATOR, "fault", "service", "leave", "1"}) == 0;
+        }));
+        EXPECT_TRUE(Wait([&] { return succeeded > already + 5; }));
+    }
+    ended = true;
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
+    EXPECT_TRUE(Wait([&] { return automation_execute_command(0x10, 1) == 0; }));
+    const std::string record = TextOf(In("record"));
+    const auto done = std::count(record.begin(), record.end(), '\n');
+    // A call can be done and its answer lost, but no answer comes from nowhere.
+    EXPECT_GT(done, succeeded);
+    EXPECT_GT(failed, 0);
+}
+
+}  // namespace
