@@ -5,8 +5,10 @@
 #include <fa_api/automation_api.h>
 #include <fcntl.h>
 #include <glib.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -18,34 +20,62 @@ namespace
 
 constexpr int kLocalSetCommand = 806;
 constexpr unsigned int kLocalSetTurkey = 15;
-constexpr int kAckOfRjp = 1;
+constexpr int kAckOnSs = 1;
 constexpr unsigned int kSsPacketLength = 4;
 const std::vector<unsigned char> kPacket = {0x02, 0x10, 0xFF, 0x03};
+
+// Opens the other end of a serial line of the simulated set, whose path is in the environment.
+int OpenLine(const char* variable)
+{
+    const char* path = std::getenv(variable);
+    const int line = path != nullptr ? open(path, O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
+    if (line < 0) {
+        std::printf("   no serial line in %s: is this run by fa-set-simulator?\n", variable);
+    }
+    return line;
+}
+
+std::string Describe(const unsigned char* bytes, std::size_t count)
+{
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        char byte[4];
+        std::snprintf(byte, sizeof byte, " %02X", bytes[i]);
+        text += byte;
+    }
+    return text.empty() ? " nothing" : text;
+}
+
+// Plays the device that a packet is for: reads it at the other end of the line.
+int ReadOn(const char* variable)
+{
+    constexpr int kPatienceMs = 5000;
+    unsigned char bytes[16];
+    pollfd line{OpenLine(variable), POLLIN, 0};
+    ssize_t count = 0;
+    if (poll(&line, 1, kPatienceMs) == 1) {
+        count = read(line.fd, bytes, sizeof bytes);
+    }
+    close(line.fd);
+    std::printf("   the other end received:%s\n", Describe(bytes, count > 0 ? count : 0).c_str());
+    return count > 0 ? 0 : -1;
+}
 
 std::string received;
 
 // A callback gets a record that is overwritten by the next data, so it copies what it needs.
 void Remember(ProtocolData_s* data)
 {
-    received.clear();
-    for (int i = 0; i < data->iSize && i < 256; ++i) {
-        char byte[4];
-        std::snprintf(byte, sizeof byte, " %02X", data->p_data[i]);
-        received += byte;
-    }
+    const int stored = std::clamp(data->iSize, 0, 256);
+    received = Describe(data->p_data, std::size_t(stored));
 }
 
-// Plays the device at the other end of a serial line of the simulated set, whose path is in the
-// environment, and waits until the library has handed its bytes to the callback.
-int ReceiveFrom(const char* lineVariable)
+// Plays the device that sends: writes to the line, and waits until the library has handed the bytes
+// to the callback.
+int ReceiveOn(const char* variable)
 {
     constexpr gint64 kPatience = 5 * G_USEC_PER_SEC;
-    const char* path = std::getenv(lineVariable);
-    const int line = path != nullptr ? open(path, O_WRONLY | O_NOCTTY | O_CLOEXEC) : -1;
-    if (line < 0) {
-        std::printf("   no serial line in %s: is this run by fa-set-simulator?\n", lineVariable);
-        return -1;
-    }
+    const int line = OpenLine(variable);
     received.clear();
     const bool written = write(line, kPacket.data(), kPacket.size()) == ssize_t(kPacket.size());
     // Callbacks arrive while the application iterates its main context, and at no other time.
@@ -78,10 +108,13 @@ const std::vector<Step> kSteps = {
      [] { return automation_change_baud_rate_ex_uart(115200); }},
     {"send 02 10 FF 03 over the external UART",
      [] { return automation_send_message_by_ex_uart(kPacket.data(), unsigned(kPacket.size())); }},
+    {"read it as the device on the UART does", [] { return ReadOn("FA_SET_UART"); }},
     {"send 02 10 FF 03 as RJP data",
      [] { return automation_send_rjp_data(kPacket.data(), unsigned(kPacket.size())); }},
+    {"read it as the device on the RJP line does", [] { return ReadOn("FA_SET_RJP"); }},
     {"send 02 10 FF 03 as an RS-232 acknowledgement",
-     [] { return automation_send_rs232_ack(kAckOfRjp, unsigned(kPacket.size()), kPacket.data()); }},
+     [] { return automation_send_rs232_ack(kAckOnSs, unsigned(kPacket.size()), kPacket.data()); }},
+    {"read it as the device on the SS line does", [] { return ReadOn("FA_SET_SS"); }},
     {"make serial source (SS) packets 4 bytes long",
      [] { return automation_change_packet_length_serial_source(kSsPacketLength); }},
     {"register a callback for SS",
@@ -90,9 +123,9 @@ const std::vector<Step> kSteps = {
      [] { return automation_register_callback_rjp_protocol(Remember); }},
     {"register a callback for EP",
      [] { return automation_register_callback_ep_protocol(Remember); }},
-    {"receive 4 bytes on the SS line", [] { return ReceiveFrom("FA_SET_SS"); }},
-    {"receive 4 bytes on the RJP line", [] { return ReceiveFrom("FA_SET_RJP"); }},
-    {"receive 4 bytes on the EP line", [] { return ReceiveFrom("FA_SET_EP"); }},
+    {"receive 4 bytes on the SS line", [] { return ReceiveOn("FA_SET_SS"); }},
+    {"receive 4 bytes on the RJP line", [] { return ReceiveOn("FA_SET_RJP"); }},
+    {"receive 4 bytes on the EP line", [] { return ReceiveOn("FA_SET_EP"); }},
     {"unregister the SS callback", automation_unregister_callback_serial_source},
     {"unregister the RJP callback", automation_unregister_callback_rjp_protocol},
     {"unregister the EP callback", automation_unregister_callback_ep_protocol},
