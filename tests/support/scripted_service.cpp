@@ -41,7 +41,10 @@ std::vector<std::string> ScriptedService::TakeCalls()
 
 void ScriptedService::Emit(const std::string& signal)
 {
-    RunInThread([&] { g_signal_emit_by_name(skeleton, signal.c_str(), "for people"); });
+    RunInThread([&] {
+        g_signal_emit_by_name(skeleton, signal.c_str(), "for people");
+        AwaitBus(connection);
+    });
 }
 
 void ScriptedService::Leave()

@@ -27,6 +27,7 @@ public:
     // The calls so far, such as "SendRjpData (2, [16, 255])", which are forgotten.
     std::vector<std::string> TakeCalls();
 
+    // Announces data; the bus has passed the signal on when this returns.
     void Emit(const std::string& signal);
     void Leave();
     // Joins the bus anew, under another unique name, and owns the service's name on return.
