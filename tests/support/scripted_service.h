@@ -4,6 +4,7 @@
 #include <fa_api/automation_api_binding.h>
 
 #include <functional>
+#include <future>
 #include <map>
 #include <mutex>
 #include <string>
@@ -48,5 +49,6 @@ private:
     std::mutex mutex;
     std::map<std::string, std::string> answers;
     std::vector<std::string> calls;
+    std::packaged_task<void()> task;
     std::thread thread;
 };
