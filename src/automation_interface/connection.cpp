@@ -17,8 +17,9 @@ std::atomic<bool> bIpcConnected{false};
 
 // The shared proxy sends to the owner of the service's name that it last heard of, and hears of a
 // new one only while the application iterates its main context, which not every application does.
-// This second proxy lives in a context that the library iterates itself, so it always knows; while
-// the name has no owner it addresses the name, so that the bus can start the service.
+// This second proxy makes the calls: it lives in a context that the library iterates itself, so it
+// always knows; while the name has no owner it addresses the name, so that the bus can start the
+// service.
 GMainContext* ownerContext = nullptr;
 std::atomic<AutomationProxy*> ownerProxy{nullptr};
 
@@ -81,16 +82,12 @@ namespace fa
 
 AutomationProxy* ProxyForCall()
 {
-    AutomationProxy* shared = AutomationProxyPtr;
-    AutomationProxy* current = ownerProxy;
-    if (shared == nullptr) {
-        return nullptr;
+    AutomationProxy* follower = ownerProxy;
+    if (follower != nullptr) {
+        while (g_main_context_iteration(ownerContext, FALSE)) {
+        }
     }
-    while (g_main_context_iteration(ownerContext, FALSE)) {
-    }
-    g_autofree char* owner = g_dbus_proxy_get_name_owner(G_DBUS_PROXY(current));
-    g_autofree char* known = g_dbus_proxy_get_name_owner(G_DBUS_PROXY(shared));
-    return g_strcmp0(owner, known) == 0 ? shared : current;
+    return follower;
 }
 
 }  // namespace fa

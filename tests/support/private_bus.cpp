@@ -41,3 +41,12 @@ void PrivateBus::Stop()
         g_test_dbus_stop(bus);
     }
 }
+
+void AwaitBus(GDBusConnection* connection)
+{
+    if (connection != nullptr) {
+        g_autoptr(GVariant) id = g_dbus_connection_call_sync(
+            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+            "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    }
+}

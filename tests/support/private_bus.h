@@ -21,3 +21,7 @@ public:
 private:
     GTestDBus* bus;
 };
+
+// Returns when the bus has taken all that was sent over the connection before, and the connection
+// has received all that the bus sent to it. A connection that is closed, or null, awaits nothing.
+void AwaitBus(GDBusConnection* connection);

@@ -1,7 +1,5 @@
 #include "support/scripted_service.h"
 
-#include <future>
-#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -41,7 +39,10 @@ std::vector<std::string> ScriptedService::TakeCalls()
 
 void ScriptedService::Emit(const std::string& signal)
 {
-    RunInThread([&] { g_signal_emit_by_name(skeleton, signal.c_str(), "for people"); });
+    RunInThread([&] {
+        g_signal_emit_by_name(skeleton, signal.c_str(), "for people");
+        AwaitBus(connection);
+    });
 }
 
 void ScriptedService::Leave()
@@ -116,16 +117,20 @@ void ScriptedService::Disconnect()
 
 void ScriptedService::RunInThread(std::function<void()> work)
 {
-    auto task = std::make_unique<std::packaged_task<void()>>(std::move(work));
-    std::future<void> done = task->get_future();
-    g_main_context_invoke(
-        context,
-        [](gpointer data) -> gboolean {
-            const std::unique_ptr<std::packaged_task<void()>> owned(
-                static_cast<std::packaged_task<void()>*>(data));
-            (*owned)();
-            return G_SOURCE_REMOVE;
-        },
-        task.release());
+    std::future<void> done;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        task = std::packaged_task<void()>(std::move(work));
+        done = task.get_future();
+    }
+    const auto run = [](gpointer self) -> gboolean {
+        auto* service = static_cast<ScriptedService*>(self);
+        std::unique_lock<std::mutex> lock(service->mutex);
+        std::packaged_task<void()> taken = std::move(service->task);
+        lock.unlock();
+        taken();
+        return G_SOURCE_REMOVE;
+    };
+    g_main_context_invoke(context, run, this);
     done.get();
 }

@@ -4,6 +4,7 @@
 #include <fa_api/automation_api_binding.h>
 
 #include <functional>
+#include <future>
 #include <map>
 #include <mutex>
 #include <string>
@@ -27,6 +28,7 @@ public:
     // The calls so far, such as "SendRjpData (2, [16, 255])", which are forgotten.
     std::vector<std::string> TakeCalls();
 
+    // Announces data; the bus has passed the signal on when this returns.
     void Emit(const std::string& signal);
     void Leave();
     // Joins the bus anew, under another unique name, and owns the service's name on return.
@@ -47,5 +49,6 @@ private:
     std::mutex mutex;
     std::map<std::string, std::string> answers;
     std::vector<std::string> calls;
+    std::packaged_task<void()> task;
     std::thread thread;
 };

@@ -1,0 +1,317 @@
+// Runs the commands of a transcript, the lines that begin with ">", and compares everything that
+// happens with the transcript: what the library logs and asks the platform, what it returns, what
+// the service receives and callbacks are given, and what GLib warns of. Run the program with
+// FA_WRITE_TRANSCRIPTS=1 to write what happens into the transcripts, and read the difference.
+#include <fa_api/automation_api.h>
+#include <fa_platform/dlog.h>
+#include <fa_platform/system_info.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <deque>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <sstream>
+
+#include "support/log_capture.h"
+#include "support/private_bus.h"
+#include "support/scripted_service.h"
+
+// Compiled as C.
+extern "C" int ChangeBaudRateFromC(unsigned int rate);
+
+namespace
+{
+
+std::deque<std::pair<int, int>> readings;  // result and value of the platform's next answers
+
+// Puts a line of the test's own in its place among the library's.
+void Note(const char* who, const std::string& text)
+{
+    __dlog_print(2, 5, "FA_API", "%s: %s(%d) > %s\n", "test", who, 0, text.c_str());
+}
+
+}  // namespace
+
+// Takes the platform's place.
+int system_info_get_value_int(int key, int* value)
+{
+    Note("platform", "asked for " + std::to_string(key));
+    const std::pair<int, int> reading = readings.at(0);
+    readings.pop_front();
+    *value = reading.second;
+    return reading.first;
+}
+
+namespace
+{
+
+using Words = std::vector<std::string>;
+
+std::string Format(const char* format, unsigned int value)
+{
+    char text[16];
+    std::snprintf(text, sizeof(text), format, value);
+    return text;
+}
+
+template <typename Pointer>
+std::string Address(Pointer pointer)
+{
+    return Format("%x", static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pointer)));
+}
+
+// Shows the record whole, and which of the records it is, by the order in which they appear.
+void Receive(ProtocolData_s* data)
+{
+    static std::vector<ProtocolData_s*> records;
+    auto place = std::find(records.begin(), records.end(), data);
+    place = place == records.end() ? records.insert(place, data) : place;
+    std::string text = "record " + std::to_string(place - records.begin()) + ", iSize " +
+                       std::to_string(data->iSize) + ",";
+    for (int i = 0, same = 1; i < 256; ++i, ++same) {
+        if (i == 255 || data->p_data[i] != data->p_data[i + 1]) {
+            text += Format(" %02X", data->p_data[i]) + "x" + std::to_string(same);
+            same = 0;
+        }
+    }
+    Note("callback", text);
+}
+
+// Ends its own registration and goes on working with the library.
+void ReceiveOnce(ProtocolData_s* data)
+{
+    Receive(data);
+    automation_unregister_callback_ep_protocol();
+    automation_execute_command(data->iSize, data->p_data[0]);
+}
+
+ProtocolCallback_fp Callback(const std::string& name)
+{
+    return name == "null" ? nullptr : name == "once" ? ReceiveOnce : Receive;
+}
+
+unsigned int Number(const std::string& word)
+{
+    return static_cast<unsigned int>(std::stoll(word, nullptr, 0));
+}
+
+int Int(const std::string& word)
+{
+    return static_cast<int>(Number(word));
+}
+
+// Two digits a byte, "null", or a number of bytes that count up from 1, such as "#300".
+const unsigned char* Bytes(const std::string& word)
+{
+    static std::vector<unsigned char> bytes;
+    bytes.clear();
+    for (unsigned int i = 1; word[0] == '#' && i <= Number(word.substr(1)); ++i) {
+        bytes.push_back(static_cast<unsigned char>(i));
+    }
+    for (std::size_t i = 0; word[0] != '#' && i < word.size(); i += 2) {
+        bytes.push_back(
+            static_cast<unsigned char>(std::strtol(word.substr(i, 2).c_str(), nullptr, 16)));
+    }
+    return word == "null" ? nullptr : bytes.data();
+}
+
+const std::map<std::string, std::function<int(const Words&)>> kFunctions = {
+    {"copy_log_to_usb", [](auto&) { return automation_copy_log_to_usb(); }},
+    {"change_packet_length_serial_source",
+     [](auto& w) { return automation_change_packet_length_serial_source(Number(w[1])); }},
+    {"change_baud_rate_ex_uart", [](auto& w) { return ChangeBaudRateFromC(Number(w[1])); }},
+    {"close_ex_uart", [](auto&) { return automation_close_ex_uart(); }},
+    {"execute_command", [](auto& w) { return automation_execute_command(Int(w[1]), Int(w[2])); }},
+    {"execute_command_with_data",
+     [](auto& w) {
+         return automation_execute_command_with_data(Int(w[1]), Int(w[2]), Bytes(w[3]),
+                                                     static_cast<unsigned char>(Number(w[4])));
+     }},
+    {"execute_command_with_projector",
+     [](auto& w) { return automation_execute_command_with_projector(Int(w[1]), Number(w[2])); }},
+    {"send_message_by_ex_uart",
+     [](auto& w) { return automation_send_message_by_ex_uart(Bytes(w[1]), Number(w[2])); }},
+    {"send_rjp_data", [](auto& w) { return automation_send_rjp_data(Bytes(w[1]), Number(w[2])); }},
+    {"send_rs232_ack",
+     [](auto& w) { return automation_send_rs232_ack(Int(w[1]), Number(w[2]), Bytes(w[3])); }},
+    {"register_callback_serial_source",
+     [](auto& w) { return automation_register_callback_serial_source(Callback(w[1])); }},
+    {"register_callback_rjp_protocol",
+     [](auto& w) { return automation_register_callback_rjp_protocol(Callback(w[1])); }},
+    {"register_callback_ep_protocol",
+     [](auto& w) { return automation_register_callback_ep_protocol(Callback(w[1])); }},
+    {"unregister_callback_serial_source",
+     [](auto&) { return automation_unregister_callback_serial_source(); }},
+    {"unregister_callback_rjp_protocol",
+     [](auto&) { return automation_unregister_callback_rjp_protocol(); }},
+    {"unregister_callback_ep_protocol",
+     [](auto&) { return automation_unregister_callback_ep_protocol(); }},
+    {"handle_ss", [](auto&) { return _autoamtion_signal_handler_ss(), 0; }},
+    {"handle_rjp", [](auto&) { return _autoamtion_signal_handler_rjp(), 0; }},
+    {"handle_ep", [](auto&) { return _autoamtion_signal_handler_ep(), 0; }},
+};
+
+class TranscriptTest : public ::testing::TestWithParam<const char*>
+{
+protected:
+    TranscriptTest()
+    {
+        const auto note = [](const char*, GLogLevelFlags level, const char* message, gpointer) {
+            if ((level & G_LOG_LEVEL_MASK) <= G_LOG_LEVEL_WARNING) {
+                Note("GLib", message);
+            }
+        };
+        g_log_set_default_handler(note, nullptr);
+    }
+    ~TranscriptTest() override { g_log_set_default_handler(g_log_default_handler, nullptr); }
+
+    // The id that GLib gives to the next signal connection, of three digits.
+    static unsigned int NextId()
+    {
+        g_autoptr(GCancellable) object = g_cancellable_new();
+        gulong id = 0;
+        while ((id = g_signal_connect(object, "cancelled", G_CALLBACK(Receive), nullptr)) < 256) {
+        }
+        return static_cast<unsigned int>(id) + 1;
+    }
+
+    // Calls the function and describes its result.
+    std::string Call(const std::function<int(const Words&)>& function, const Words& words)
+    {
+        const unsigned int id = NextId();
+        const std::string name = std::to_string(++ids);
+        if (words[0].find("register") == 0) {
+            names[Format("[%x]", id)] = "[HEX ID " + name + "]";
+            names[Format("[%u]", id)] = names["'" + std::to_string(id) + "'"] = "[ID " + name + "]";
+        }
+        const auto start = std::chrono::steady_clock::now();
+        const int result = function(words);
+        const auto taken = std::chrono::steady_clock::now() - start;
+        const auto pauses = taken / std::chrono::milliseconds(200);
+        return "= " + std::to_string(result) +
+               (pauses > 0 ? " after " + std::to_string(pauses * 200) + " ms\n" : "\n");
+    }
+
+    // Obeys a command that is no function of the library.
+    void Obey(const Words& words, const std::string& rest)
+    {
+        if (words[0] == "answer") {
+            service.Answer(words[1], rest.substr(words[1].size() + 1));
+        } else if (words[0] == "platform") {
+            std::istringstream text(rest);
+            for (int result = 0, value = 0; text >> result >> value;) {
+                readings.emplace_back(result, value);
+            }
+        } else if (words[0] == "announce") {
+            service.Emit(rest);
+        } else if (words[0] == "impersonate") {
+            Impersonate(rest);
+        } else if (words[0] == "leave") {
+            service.Leave();
+        } else if (words[0] == "join") {
+            service.Join();
+        } else if (words[0] == "stop-bus") {
+            bus.Stop();
+        } else if (words[0] == "bus") {
+            const std::string address =
+                rest == "visible" ? bus.Address() : "unix:path=/nonexistent";
+            setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+            return;
+        } else if (words[0] != "iterate") {
+            FAIL() << "unknown command " << words[0];
+        }
+        // All that was sent is received now, and waits for the application to iterate.
+        g_autoptr(GDBusConnection) library = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+        AwaitBus(library);
+        while (words[0] == "iterate" && g_main_context_iteration(nullptr, FALSE)) {
+        }
+    }
+
+    // Sends the service's signal from somebody else, to everybody and to the library alone.
+    void Impersonate(const std::string& signal) const
+    {
+        g_autoptr(GDBusConnection) library = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+        g_autoptr(GDBusConnection) impostor = bus.Connect();
+        const char* const receivers[] = {nullptr, g_dbus_connection_get_unique_name(library)};
+        for (const char* receiver : receivers) {
+            g_dbus_connection_emit_signal(impostor, receiver, "/KVFacAutoObj",
+                                          "org.kavra.tv.automationservice", signal.c_str(),
+                                          g_variant_new("(s)", "a lie"), nullptr);
+        }
+        AwaitBus(impostor);
+    }
+
+    // What happened since, with names in the place of addresses and ids.
+    std::string Happened()
+    {
+        std::string text;
+        for (std::string line : log.Take()) {
+            void* proxy = nullptr;
+            if (std::sscanf(line.c_str(), "I _automation_init_service: Proxy created: %p",
+                            &proxy) == 1) {
+                names["[" + Address(proxy) + "]"] = "[PROXY]";
+            }
+            for (const auto& [value, name] : names) {
+                const std::size_t place = line.find(value);
+                if (place != std::string::npos) {
+                    line.replace(place, value.size(), name);
+                }
+            }
+            static const std::regex varying("0x[0-9a-f]+|[./]*gsignal.c:[0-9]+: ");
+            text += std::regex_replace(line, varying, "*") + "\n";
+        }
+        for (const std::string& call : service.TakeCalls()) {
+            text += "service: " + call + "\n";
+        }
+        return text;
+    }
+
+    PrivateBus bus;
+    ScriptedService service{bus};
+    LogCapture log;
+    int ids = 0;
+    std::map<std::string, std::string> names = {{"[" + Address(Receive) + "]", "[RECEIVE]"},
+                                                {"[" + Address(ReceiveOnce) + "]", "[ONCE]"}};
+};
+
+TEST_P(TranscriptTest, IsWhatHappens)
+{
+    const std::string path = std::string(FA_TRANSCRIPTS "/") + GetParam() + ".txt";
+    std::ifstream file(path);
+    std::string expected;
+    std::string happened;
+    for (std::string line; std::getline(file, line);) {
+        expected += line + "\n";
+        if (line.empty() || line[0] == '#') {
+            happened += line + "\n";
+        } else if (line[0] == '>') {
+            std::istringstream text(line.substr(2));
+            const Words words{std::istream_iterator<std::string>(text), {}};
+            const auto function = kFunctions.find(words.at(0));
+            std::string result;
+            if (function != kFunctions.end()) {
+                result = Call(function->second, words);
+            } else {
+                Obey(words, words.size() > 1 ? line.substr(words[0].size() + 3) : "");
+            }
+            happened += line + "\n" + Happened() + result;
+        }
+    }
+    EXPECT_EQ(happened, expected);
+    EXPECT_FALSE(expected.empty());
+    if (std::getenv("FA_WRITE_TRANSCRIPTS") != nullptr) {
+        std::ofstream(path) << happened;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Client, TranscriptTest,
+                         ::testing::Values("calls", "outcomes", "refusals", "no_bus", "local_sets",
+                                           "ss_events", "rjp_events", "ep_events", "restarts"),
+                         [](const auto& instance) { return std::string(instance.param); });
+
+}  // namespace
