@@ -54,6 +54,7 @@ void ScriptedService::Join()
 {
     RunInThread([this] {
         g_autoptr(GError) error = nullptr;
+        Disconnect();
         connection = bus.Connect();
         g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(skeleton), connection,
                                          "/KVFacAutoObj", &error);
@@ -88,8 +89,10 @@ gboolean ScriptedService::OnCall(GDBusInterfaceSkeleton* /*skeleton*/,
 
 void ScriptedService::Reply(GDBusMethodInvocation* invocation, const std::string& answer)
 {
+    // GIO asks in a thread of its own, so nothing of the service's thread is touched here.
+    GDBusConnection* caller = g_dbus_method_invocation_get_connection(invocation);
     if (answer == "exit") {
-        Disconnect();
+        g_dbus_connection_close_sync(caller, nullptr, nullptr);
         return;
     }
     // Answered by hand: the skeleton would not send a reply of another type than its method's.
@@ -102,8 +105,7 @@ void ScriptedService::Reply(GDBusMethodInvocation* invocation, const std::string
         g_dbus_message_set_body(
             reply, g_variant_parse(nullptr, answer.c_str(), nullptr, nullptr, nullptr));
     }
-    g_dbus_connection_send_message(connection, reply, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr,
-                                   nullptr);
+    g_dbus_connection_send_message(caller, reply, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, nullptr);
 }
 
 void ScriptedService::Disconnect()

@@ -37,7 +37,7 @@ public:
 private:
     static gboolean OnCall(GDBusInterfaceSkeleton* skeleton, GDBusMethodInvocation* invocation,
                            gpointer self);
-    void Reply(GDBusMethodInvocation* invocation, const std::string& answer);
+    static void Reply(GDBusMethodInvocation* invocation, const std::string& answer);
     void Disconnect();
     void RunInThread(std::function<void()> work);
 
