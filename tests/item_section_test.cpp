@@ -16,12 +16,6 @@ constexpr auto kNoType = static_cast<PelkoValueType_e>(4);
 using Item = PelkoItem_s;
 using Change = std::function<void(Item&)>;
 
-template <typename Field, typename Value>
-Change Set(Field Item::*field, Value value)
-{
-    return [=](Item& item) { item.*field = static_cast<Field>(value); };
-}
-
 Change Spec(int kind, int type, const std::vector<PelkoTestItemValue_s>& values, int count = 0)
 {
     return [=](Item& item) {
@@ -63,6 +57,7 @@ Item NumberedItem()
 {
     Item item = MakeItem("Item", 0x11, 0xCC);
     item.lTid = -4;
+    item.stMsgData = Bytes(1, "left over").stCValue;
     for (unsigned char* codes : {item.aucSkip, item.aucError, item.aucList}) {
         std::memcpy(codes, "\x08\x09\x0A\xFF", 4);
     }
@@ -102,7 +97,8 @@ TEST(ItemSection, EveryLineAndItsEdges)
         {S, Spec(SPEC_LIST, VALUE_INTEGER, {}, 15), "spec", thirteen + "\n    14\n    ..."},
         {D, Values(2, 3, 1), "measure", "HDMI1:1,HDMI2:2,HDMI3:3,:4,:5"},
         {D, Values(-1, 3, -1), "measure", "1,2"},
-        {D, Values(0, 2, 0), "spec", "none"},
+        {D, Values(0, 1, 0), "spec", "none"},
+        {D, Values(0, 1, 0), "measure", "1"},
         {D, Values(0, 2, 0, SPEC_LESS), "spec", "1<"},
         {D, Values(0, 2, 0, SPEC_LESS), "measure", ""},
         {D, Values(1, -1, 0), "spec", ""},
@@ -117,23 +113,23 @@ TEST(ItemSection, EveryLineAndItsEdges)
         {S, Values(0, 0, 3, SPEC_LESS, 2), "measure", ""},
         {S, Values(3, 0, 3, SPEC_LESS, -1), "measure", "none"},
         {D, Values(2, 0, 1, SPEC_LESS, -1), "measure", "HDMI1:1,HDMI2:2"},
-        {S, Set(&Item::ulResult, 1), "result", "none"},
-        {S, Set(&Item::ulResult, 3), "result", "pass"},
-        {S, Set(&Item::ulResult, 4), "result", "fail"},
-        {S, Set(&Item::ulErrorFlag, 1), "spec", "error"},
-        {S, Set(&Item::ulErrorFlag, 2), "data", "error"},
-        {S, Set(&Item::ulErrorFlag, 4), "list", "error"},
-        {R, Set(&Item::ulErrorFlag, 8), "tid", "none"},
+        {S, [](auto& i) { i.ulResult = 1; }, "result", "none"},
+        {S, [](auto& i) { i.ulResult = 3; }, "result", "pass"},
+        {S, [](auto& i) { i.ulResult = 4; }, "result", "fail"},
+        {S, [](auto& i) { i.ulErrorFlag = 1; }, "spec", "error"},
+        {S, [](auto& i) { i.ulErrorFlag = 2; }, "data", "error"},
+        {S, [](auto& i) { i.ulErrorFlag = 4; }, "list", "error"},
+        {R, [](auto& i) { i.ulErrorFlag = 8; }, "tid", "none"},
         {S, Message(VALUE_INTEGER, 1, "\xFF\xFF\xFF\xFE"), "data", "-2"},
         {S, Message(VALUE_INTEGER, 0, "text"), "data", "none"},
         {S, Message(VALUE_HEX, 4, "text"), "data", ""},
         {S, Message(VALUE_STRING, 99, full), "data", full},
-        {R, Set(&Item::iTid, 0), "tid", "-4"},
-        {R, Set(&Item::iTid, 1), "tid", "1"},
-        {D, Set(&Item::iTid, 9), "tid", "9"},
-        {D, Set(&Item::iTid, 10), "tid", "-4"},
-        {D, Set(&Item::eInspType, 2), "insptype", "normal"},
-        {S, Set(&Item::iSkipCount, 5), "skip", "HDMI1,HDMI2,HDMI3,,"},
+        {R, [](auto& i) { i.iTid = 0; }, "tid", "-4"},
+        {R, [](auto& i) { i.iTid = 1; }, "tid", "1"},
+        {D, [](auto& i) { i.iTid = 9; }, "tid", "9"},
+        {D, [](auto& i) { i.iTid = 10; }, "tid", "-4"},
+        {D, [](auto& i) { i.eInspType = PelkoInspectionType_e(2); }, "insptype", "normal"},
+        {S, [](auto& i) { i.iSkipCount = 5; }, "skip", "HDMI1,HDMI2,HDMI3,,"},
     };
     for (const auto& c : cases) {
         Item item = NumberedItem();

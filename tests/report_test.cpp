@@ -235,7 +235,7 @@ TEST(InformationSection, MasksAndVersions)
     for (const auto& c : cases) {
         EXPECT_EQ(Information(c.mode, c.profile), c.text);
     }
-    for (const std::size_t comma : {125, 126}) {
+    for (const std::size_t comma : {125U, 126U}) {
         std::string option = "a,b," + std::string(comma - 4, 'x') + ",";
         option.resize(127, 'y');
         const std::string profile = "[factory_option]\n254=" + option + "\n";
