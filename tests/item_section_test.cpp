@@ -107,6 +107,7 @@ TEST(ItemSection, EveryLineAndItsEdges)
         {S, Values(1, 1, 3, SPEC_LESS, 2, 0), "measure", "HDMI3:"},
         {S, Values(2, 1, 3, SPEC_LESS, 2, 4), "measure", "HDMI3:"},
         {S, Values(3, 0, 0, SPEC_LESS, 4, -1), "measure", "5"},
+        {S, Values(3, 0, 3, SPEC_LESS, 0), "measure", "HDMI1:1"},
         {S, Values(3, 0, 3, SPEC_LESS, 95), "measure", ":96"},
         {S, Values(INT_MAX, INT_MAX, 3, SPEC_LESS, 96), "measure", ""},
         {S, Values(3, 0, 3, SPEC_LESS, INT_MIN), "measure", ""},
