@@ -59,7 +59,7 @@ Item NumberedItem()
     item.lTid = -4;
     item.stMsgData = Bytes(1, "left over").stCValue;
     for (unsigned char* codes : {item.aucSkip, item.aucError, item.aucList}) {
-        std::memcpy(codes, "\x08\x09\x0A\xFF", 4);
+        std::copy_n("\x08\x09\x0A\xFF", 4, codes);
     }
     for (int i = 0; i < 96; ++i) {
         item.astMeasure[i] = Num(i + 1);
@@ -107,7 +107,7 @@ TEST(ItemSection, EveryLineAndItsEdges)
         {S, Values(1, 1, 3, SPEC_LESS, 2, 0), "measure", "HDMI3:"},
         {S, Values(2, 1, 3, SPEC_LESS, 2, 4), "measure", "HDMI3:"},
         {S, Values(3, 0, 0, SPEC_LESS, 4, -1), "measure", "5"},
-        {S, Values(3, 0, 3, SPEC_LESS, 0), "measure", "HDMI1:1"},
+        {S, Values(1, 0, 1, SPEC_LESS, 0), "measure", "HDMI1:1"},
         {S, Values(3, 0, 3, SPEC_LESS, 95), "measure", ":96"},
         {S, Values(INT_MAX, INT_MAX, 3, SPEC_LESS, 96), "measure", ""},
         {S, Values(3, 0, 3, SPEC_LESS, INT_MIN), "measure", ""},
