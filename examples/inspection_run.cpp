@@ -191,6 +191,7 @@ void Inspect(InspectionRun& run)
 
     run.Begin("Gamma table", 0x50, 0x01);
     std::vector<PelkoTestItemValue_s> gamma;
+    gamma.reserve(16);
     for (int step = 0; step < 16; ++step) {
         gamma.push_back(Value(step * step));
     }

@@ -44,7 +44,7 @@ Record Take(const std::uint8_t*& data, std::size_t& size)
 void StoreDetails(const PelkoItem_s& item)
 {
     const std::string message(item.szImqs, sizeof(item.szImqs));
-    InspectionLogger::AssignInspectionLog(item.ucCode1, item.ucCode2, message.c_str());
+    InspectionLogger::AssignInspectionLog(item.ucCode1, item.ucCode2, message);
     InspectionLogger::AppendInspectionLog(item.ucCode1, item.ucCode2, message);
     std::string text;
     Expect(InspectionLogger::GetInspectionLog(text, item.ucCode1, item.ucCode2));

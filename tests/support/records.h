@@ -48,8 +48,7 @@ inline PelkoItem_s MakeItem(std::string_view name, unsigned char code1, unsigned
 inline std::string Section(Logger::Mode_e mode, PelkoItem_s item, int index = 0)
 {
     std::string section = "replaced";
-    Logger(mode).GetItemLog(section, &item, index);
-    return section;
+    return Logger(mode).GetItemLog(section, &item, index) ? section : "refused";
 }
 
 // What follows "key=", continuation lines included; "none" where no line begins so.
