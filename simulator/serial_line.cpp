@@ -17,7 +17,7 @@ namespace fa
 namespace
 {
 
-constexpr std::size_t kMostWaiting = 1024 * 1024;
+constexpr std::size_t kMostWaiting = 1'048'576;
 constexpr guint kCloseStepMs = 10;
 constexpr int kCloseSteps = 100;
 
