@@ -74,7 +74,7 @@ void Remember(ProtocolData_s* data)
 // to the callback.
 int ReceiveOn(const char* variable)
 {
-    constexpr gint64 kPatience = 5 * G_USEC_PER_SEC;
+    constexpr gint64 kPatience = gint64{5} * G_USEC_PER_SEC;
     const int line = OpenLine(variable);
     received.clear();
     const bool written = write(line, kPacket.data(), kPacket.size()) == ssize_t(kPacket.size());

@@ -90,6 +90,7 @@ void OnExit(GPid /*command*/, gint waitStatus, gpointer data)
 bool Start(const std::vector<std::string>& words, Run& run)
 {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }

@@ -16,6 +16,7 @@ namespace
 GPid Spawn(const Words& words, const std::string& outputFile)
 {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }
