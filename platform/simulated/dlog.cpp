@@ -1,10 +1,10 @@
 // The platform log, on standard error.
 #include <fa_platform/dlog.h>
 #include <fa_platform/simulation.h>
+#include <glib.h>
 #include <unistd.h>
 
 #include <cstdarg>
-#include <cstdio>
 #include <mutex>
 
 namespace
@@ -12,21 +12,6 @@ namespace
 
 std::mutex sinkMutex;
 fa_platform::LogSink sink;
-
-std::string Format(const char* format, va_list values)
-{
-    va_list again;
-    va_copy(again, values);
-    const int length = std::vsnprintf(nullptr, 0, format, again);
-    va_end(again);
-    if (length < 0) {
-        return {};
-    }
-    std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, values);
-    text.pop_back();
-    return text;
-}
 
 }  // namespace
 
@@ -45,8 +30,9 @@ int __dlog_print(int log_id, int priority, const char* tag, const char* format, 
 {
     va_list values;
     va_start(values, format);
-    const std::string text = Format(format, values);
+    g_autofree char* formatted = g_strdup_vprintf(format, values);
     va_end(values);
+    const std::string text = formatted != nullptr ? formatted : "";
 
     const std::lock_guard<std::mutex> lock(sinkMutex);
     if (sink) {
