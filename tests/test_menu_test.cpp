@@ -144,6 +144,13 @@ TEST(TestMenu, SurplusOfALongLineIsDropped)
                   kOpCode + "{1\n2\n" + typed + "\n99\n}" + kMessageCode + kData + converted +
                       echoed + "whole data : " + std::string(31, 'A') +
                       "\nData0[1] Data1[2], length[31]\n" + sent + kDataDone + kOpCode);
+    ExpectSession(
+        kStream, input_multiple_packet_data,
+        kOpCode + "{1\n2\n" + std::string(97, ' ') + "4142\n99\n}" + kMessageCode + kData +
+            "bint is input[0] : 41, msgArr[0] : 41\nbint is input[97] : 41, msgArr[1] : 41\n0th "
+            "element of list :A\n1th element of list :A\nwhole data : AA\nData0[1] Data1[2], "
+            "length[2]\ncommand data[0]: 65\ncommand data[1]: 65\n" +
+            kDataDone + kOpCode);
 }
 
 TEST(TestMenu, TokensFollowTheirRules)

@@ -45,7 +45,7 @@ void PrivateBus::Stop()
 void AwaitBus(GDBusConnection* connection)
 {
     if (connection != nullptr) {
-        g_autoptr(GVariant) id = g_dbus_connection_call_sync(
+        [[maybe_unused]] g_autoptr(GVariant) id = g_dbus_connection_call_sync(
             connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
             "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
     }

@@ -58,7 +58,7 @@ void ScriptedService::Join()
         connection = bus.Connect();
         g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(skeleton), connection,
                                          "/KVFacAutoObj", &error);
-        g_autoptr(GVariant) owned = g_dbus_connection_call_sync(
+        [[maybe_unused]] g_autoptr(GVariant) owned = g_dbus_connection_call_sync(
             connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
             "RequestName", g_variant_new("(su)", "org.kavra.tv.automation-service", 0), nullptr,
             G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
