@@ -57,17 +57,18 @@ int ReadOn(const char* variable)
         count = read(line.fd, bytes, sizeof bytes);
     }
     close(line.fd);
-    std::printf("   the other end received:%s\n", Describe(bytes, count > 0 ? count : 0).c_str());
-    return count > 0 ? 0 : -1;
+    const std::size_t received = count > 0 ? std::size_t(count) : 0;
+    std::printf("   the other end received:%s\n", Describe(bytes, received).c_str());
+    return received > 0 ? 0 : -1;
 }
 
-std::string received;
+std::string arrived;
 
 // A callback gets a record that is overwritten by the next data, so it copies what it needs.
 void Remember(ProtocolData_s* data)
 {
     const int stored = std::clamp(data->iSize, 0, 256);
-    received = Describe(data->p_data, std::size_t(stored));
+    arrived = Describe(data->p_data, std::size_t(stored));
 }
 
 // Plays the device that sends: writes to the line, and waits until the library has handed the bytes
@@ -76,18 +77,18 @@ int ReceiveOn(const char* variable)
 {
     constexpr gint64 kPatience = gint64{5} * G_USEC_PER_SEC;
     const int line = OpenLine(variable);
-    received.clear();
+    arrived.clear();
     const bool written = write(line, kPacket.data(), kPacket.size()) == ssize_t(kPacket.size());
     // Callbacks arrive while the application iterates its main context, and at no other time.
     const gint64 deadline = g_get_monotonic_time() + kPatience;
-    while (written && received.empty() && g_get_monotonic_time() < deadline) {
+    while (written && arrived.empty() && g_get_monotonic_time() < deadline) {
         if (!g_main_context_iteration(nullptr, FALSE)) {
             g_usleep(1000);
         }
     }
     close(line);
-    std::printf("   the callback received:%s\n", received.empty() ? " nothing" : received.c_str());
-    return received.empty() ? -1 : 0;
+    std::printf("   the callback received:%s\n", arrived.empty() ? " nothing" : arrived.c_str());
+    return arrived.empty() ? -1 : 0;
 }
 
 struct Step {

@@ -31,7 +31,7 @@ GKeyFile* LoadProfile(const std::string& path)
 
 void CheckProfile(const std::string& path)
 {
-    g_autoptr(GKeyFile) profile = LoadProfile(path);
+    g_key_file_free(LoadProfile(path));
     if (access(path.c_str(), W_OK) != 0) {
         throw Failure("profile " + path + ": " + g_strerror(errno));
     }
