@@ -83,14 +83,14 @@ Fault CheckFault(const FaultRequest& request)
     const Target target = FindTarget(request.target);
     if (row == std::end(kRows) ||
         !(target == row->target || (target == Target::kFetch && row->target == Target::kMethod))) {
-        throw Failure("fault: " + request.target + " has no fault " + request.kind);
+        throw UsageError("fault: " + request.target + " has no fault " + request.kind);
     }
     if (!request.value && !row->usual) {
-        throw Failure("fault: " + request.kind + " needs a value");
+        throw UsageError("fault: " + request.kind + " needs a value");
     }
     const int value = request.value ? *request.value : *row->usual;
     if (value < row->least || value > row->most) {
-        throw Failure("fault: " + request.kind + " takes no value " + std::to_string(value));
+        throw UsageError("fault: " + request.kind + " takes no value " + std::to_string(value));
     }
     return {row->kind, row->name, value, request.times};
 }

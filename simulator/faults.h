@@ -31,8 +31,8 @@ struct FaultRequest {
 // Reads the words TARGET KIND [VALUE] [times N]. Throws UsageError.
 FaultRequest ReadFault(const std::vector<std::string>& words);
 
-// The fault that is meant. Throws Failure for an unknown kind, a kind that the target does not have
-// and a value out of the kind's range.
+// The fault that is meant. Throws UsageError for an unknown kind, a kind that the target does not
+// have and a value out of the kind's range.
 Fault CheckFault(const FaultRequest& request);
 
 class Faults

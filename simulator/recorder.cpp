@@ -45,8 +45,8 @@ Recorder::~Recorder()
     }
 }
 
-void Recorder::Write(const char* method, const char* const* names, GVariant* arguments,
-                     const Outcome& outcome)
+void Recorder::Write(const GDBusMethodInfo* method, GVariant* arguments, GVariant* reply,
+                     const char* fault)
 {
     if (file == nullptr) {
         return;
@@ -54,21 +54,21 @@ void Recorder::Write(const char* method, const char* const* names, GVariant* arg
     g_autoptr(JsonBuilder) builder = json_builder_new();
     json_builder_begin_object(builder);
     json_builder_set_member_name(builder, "method");
-    json_builder_add_string_value(builder, method);
+    json_builder_add_string_value(builder, method->name);
     json_builder_set_member_name(builder, "arguments");
     json_builder_begin_object(builder);
-    for (gsize i = 0; names[i] != nullptr; ++i) {
+    for (gsize i = 0; i < g_variant_n_children(arguments); ++i) {
         g_autoptr(GVariant) argument = g_variant_get_child_value(arguments, i);
-        json_builder_set_member_name(builder, names[i]);
+        json_builder_set_member_name(builder, method->in_args[i]->name);
         json_builder_add_value(builder, json_gvariant_serialize(argument));
     }
     json_builder_end_object(builder);
-    if (outcome.reply != nullptr) {
-        AddReply(builder, outcome.reply);
+    if (reply != nullptr) {
+        AddReply(builder, reply);
     }
-    if (outcome.fault[0] != '\0') {
+    if (fault != nullptr) {
         json_builder_set_member_name(builder, "fault");
-        json_builder_add_string_value(builder, outcome.fault);
+        json_builder_add_string_value(builder, fault);
     }
     json_builder_end_object(builder);
 

@@ -1,19 +1,13 @@
 // The record of all calls: one JSON object a line, for tests to assert on.
 #pragma once
 
-#include <glib.h>
+#include <gio/gio.h>
 
 #include <cstdio>
 #include <string>
 
 namespace fa
 {
-
-// What became of a call.
-struct Outcome {
-    GVariant* reply = nullptr;  // null where no result was given
-    const char* fault = "";     // the fault that had a hand in it
-};
 
 class Recorder
 {
@@ -24,9 +18,9 @@ public:
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
 
-    // `names` are those of the arguments, null-terminated.
-    void Write(const char* method, const char* const* names, GVariant* arguments,
-               const Outcome& outcome);
+    // `reply` is null where no result was given; `fault` names the fault that had a hand in it.
+    void Write(const GDBusMethodInfo* method, GVariant* arguments, GVariant* reply,
+               const char* fault);
 
 private:
     const std::string path;

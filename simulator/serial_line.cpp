@@ -17,7 +17,7 @@ namespace fa
 namespace
 {
 
-constexpr std::size_t kMostWaiting = 1'048'576;
+constexpr std::size_t kMostWaiting = 1U << 20U;
 constexpr guint kCloseStepMs = 10;
 constexpr int kCloseSteps = 100;
 
@@ -70,11 +70,12 @@ void SerialLine::Open()
     Say("line %s is %s", name.c_str(), link.empty() ? device.c_str() : link.c_str());
 }
 
-// A link that a killed simulator has left behind leads nowhere; anything else is somebody's.
+// A link to a pseudo-terminal is what a killed simulator has left behind; anything else is
+// somebody's.
 void SerialLine::MakeLink()
 {
     std::error_code error;
-    if (std::filesystem::is_symlink(link, error) && !std::filesystem::exists(link, error)) {
+    if (std::filesystem::read_symlink(link, error).parent_path() == "/dev/pts") {
         std::filesystem::remove(link, error);
     }
     std::filesystem::create_symlink(device, link, error);
@@ -186,7 +187,7 @@ void SerialLine::HangUp()
         Say("line %s: nobody has read the last %zu bytes", name.c_str(), Unread());
     }
     std::error_code error;
-    if (!link.empty() && std::filesystem::read_symlink(link, error) == device) {
+    if (!device.empty() && std::filesystem::read_symlink(link, error) == device) {
         std::filesystem::remove(link, error);
     }
     for (int* descriptor : {&terminal, &master}) {

@@ -24,19 +24,6 @@ constexpr int kRefused = 0;
 constexpr int kLocalSetData0 = 82;
 constexpr int kLocalSetData1 = 1;
 
-// The bytes of an `au` argument, each in an element's low 8 bits.
-Bytes BytesAt(GVariant* arguments, gsize index)
-{
-    g_autoptr(GVariant) array = g_variant_get_child_value(arguments, index);
-    gsize count = 0;
-    const auto* elements =
-        static_cast<const guint32*>(g_variant_get_fixed_array(array, &count, sizeof(guint32)));
-    Bytes bytes(count);
-    std::transform(elements, elements + count, bytes.begin(),
-                   [](guint32 element) { return static_cast<unsigned char>(element); });
-    return bytes;
-}
-
 int NumberAt(GVariant* arguments, gsize index)
 {
     gint32 number = 0;
@@ -44,19 +31,25 @@ int NumberAt(GVariant* arguments, gsize index)
     return number;
 }
 
-// The count beside an array must be its length: a client that gets that wrong should learn of it.
-bool HasLength(const Bytes& bytes, int length)
+// The bytes of an `au` argument; nothing, which is refused, where an element is no byte or the
+// count beside the array is not its length: a client that gets that wrong should learn of it.
+Bytes BytesAt(GVariant* arguments, gsize index, int length)
 {
-    if (static_cast<gint64>(bytes.size()) == length) {
-        return true;
+    g_autoptr(GVariant) array = g_variant_get_child_value(arguments, index);
+    gsize count = 0;
+    const auto* elements =
+        static_cast<const guint32*>(g_variant_get_fixed_array(array, &count, sizeof(guint32)));
+    if (length <= 0 || count != static_cast<gsize>(length) ||
+        std::any_of(elements, elements + count, [](guint32 element) { return element > 0xFF; })) {
+        Say("refused: a length of %d beside %zu elements, or an element is no byte", length, count);
+        return {};
     }
-    Say("refused: a length of %d beside %zu bytes", length, bytes.size());
-    return false;
+    return {elements, elements + count};
 }
 
-int Send(SerialLine& line, const Bytes& bytes, int length)
+int Send(SerialLine& line, const Bytes& bytes)
 {
-    return HasLength(bytes, length) && line.Send(bytes) ? kDone : kRefused;
+    return !bytes.empty() && line.Send(bytes) ? kDone : kRefused;
 }
 
 GVariant* NewData(const Bytes& bytes)
@@ -89,7 +82,6 @@ Bytes LongPacket(int count)
 // One row of the contract. A method that fetches has a protocol instead of work to do.
 struct Service::Method {
     const char* name;
-    const char* arguments[5];  // ends with null
     int (Service::*work)(GVariant* arguments);
     ProtocolQueue Service::*fetched;
 };
@@ -97,24 +89,18 @@ struct Service::Method {
 const Service::Method* Service::FindMethod(const std::string& name)
 {
     static const Method methods[] = {
-        {"SendRS232Ack", {"pType", "pLen", "pData"}, &Service::SendRs232Ack, nullptr},
-        {"SendMessageByExUart", {"pLen", "pData"}, &Service::SendMessageByExUart, nullptr},
-        {"SendRjpData", {"pLen", "pData"}, &Service::SendRjpData, nullptr},
-        {"ExecuteCommand", {"data0", "data1"}, &Service::ExecuteCommand, nullptr},
-        {"ExecuteCommandWithData",
-         {"data0", "data1", "data", "len"},
-         &Service::ExecuteCommandWithData,
-         nullptr},
-        {"GetEpProtocolData", {}, nullptr, &Service::ep},
-        {"GetRjpProtocolData", {}, nullptr, &Service::rjp},
-        {"GetSsProtocolData", {}, nullptr, &Service::ss},
-        {"CloseExUart", {}, &Service::CloseExUart, nullptr},
-        {"ChangeBaudRateExUart", {"bdrate"}, &Service::ChangeBaudRateExUart, nullptr},
-        {"ChangePacketLengthSerialSource",
-         {"len"},
-         &Service::ChangePacketLengthSerialSource,
-         nullptr},
-        {"CopyLogToUsb", {}, &Service::CopyLogToUsb, nullptr},
+        {"SendRS232Ack", &Service::SendRs232Ack, nullptr},
+        {"SendMessageByExUart", &Service::SendMessageByExUart, nullptr},
+        {"SendRjpData", &Service::SendRjpData, nullptr},
+        {"ExecuteCommand", &Service::ExecuteCommand, nullptr},
+        {"ExecuteCommandWithData", &Service::ExecuteCommandWithData, nullptr},
+        {"GetEpProtocolData", nullptr, &Service::ep},
+        {"GetRjpProtocolData", nullptr, &Service::rjp},
+        {"GetSsProtocolData", nullptr, &Service::ss},
+        {"CloseExUart", &Service::CloseExUart, nullptr},
+        {"ChangeBaudRateExUart", &Service::ChangeBaudRateExUart, nullptr},
+        {"ChangePacketLengthSerialSource", &Service::ChangePacketLengthSerialSource, nullptr},
+        {"CopyLogToUsb", &Service::CopyLogToUsb, nullptr},
     };
     const auto* const found = std::find_if(std::begin(methods), std::end(methods),
                                            [&](const Method& each) { return name == each.name; });
@@ -301,7 +287,8 @@ void Service::Answer(const Method& method, GDBusMethodInvocation* invocation)
     Say("%s(%s) -> %s%s%s", method.name, Describe(arguments).c_str(),
         reply != nullptr ? Describe(reply).c_str() : "nothing", fault ? ", fault: " : "",
         fault ? fault->name : "");
-    recorder.Write(method.name, method.arguments, arguments, {reply, fault ? fault->name : ""});
+    recorder.Write(g_dbus_method_invocation_get_method_info(invocation), arguments, reply,
+                   fault ? fault->name : nullptr);
 
     if (is(FaultKind::kError)) {
         g_dbus_method_invocation_return_dbus_error(invocation, kErrorName, "a fault on demand");
@@ -399,17 +386,17 @@ int Service::SendRs232Ack(GVariant* arguments)
         Say("refused: no line has the protocol type %d", type);
         return kRefused;
     }
-    return Send(*lines[type], BytesAt(arguments, 2), NumberAt(arguments, 1));
+    return Send(*lines[type], BytesAt(arguments, 2, NumberAt(arguments, 1)));
 }
 
 int Service::SendMessageByExUart(GVariant* arguments)
 {
-    return Send(uart, BytesAt(arguments, 1), NumberAt(arguments, 0));
+    return Send(uart, BytesAt(arguments, 1, NumberAt(arguments, 0)));
 }
 
 int Service::SendRjpData(GVariant* arguments)
 {
-    return Send(rjp.line, BytesAt(arguments, 1), NumberAt(arguments, 0));
+    return Send(rjp.line, BytesAt(arguments, 1, NumberAt(arguments, 0)));
 }
 
 int Service::ExecuteCommand(GVariant* /*arguments*/)
@@ -419,8 +406,8 @@ int Service::ExecuteCommand(GVariant* /*arguments*/)
 
 int Service::ExecuteCommandWithData(GVariant* arguments)
 {
-    const Bytes data = BytesAt(arguments, 2);
-    if (!HasLength(data, NumberAt(arguments, 3))) {
+    const Bytes data = BytesAt(arguments, 2, NumberAt(arguments, 3));
+    if (data.empty()) {
         return kRefused;
     }
     if (NumberAt(arguments, 0) != kLocalSetData0 || NumberAt(arguments, 1) != kLocalSetData1) {

@@ -180,10 +180,11 @@ TEST_F(SimulatedSetTest, FailsOnDemand)
     std::thread leaving([this] { Fault({"service", "leave", "1"}); });
     EXPECT_EQ(automation_close_ex_uart(), -1);
     leaving.join();
-    EXPECT_TRUE(Wait([this] { return RunProgram({FA_SET_SIMULATOR, "fault", "clear"}) == 0; }));
+    EXPECT_TRUE(Wait([] { return RunProgram({FA_SET_SIMULATOR, "fault", "clear"}) == 0; }));
     EXPECT_EQ(automation_close_ex_uart(), 0);
-    EXPECT_EQ(RunProgram({FA_SET_SIMULATOR, "fault", "ss", "error"}, In("complaint")), 1);
-    EXPECT_EQ(TextOf(In("complaint")), "fa-set-simulator: fault: ss has no fault error\n");
+    EXPECT_EQ(RunProgram({FA_SET_SIMULATOR, "fault", "ss", "error"}, In("complaint")), 2);
+    EXPECT_EQ(TextOf(In("complaint")),
+              "fa-set-simulator: fault: ss has no fault error (--help tells more)\n");
 }
 
 TEST_F(SimulatedSetTest, AnnouncesOddData)
@@ -282,7 +283,9 @@ TEST_F(SimulatedSetTest, LosesNothingUnderLoad)
             before = ResidentKilobytes(set) + ResidentKilobytes(getpid());
         }
     }
-    EXPECT_LT(ResidentKilobytes(set) + ResidentKilobytes(getpid()), before + 2000);
+    // A sanitizer keeps freed memory back on purpose.
+    const long allowed = FA_SANITIZED ? 2'000'000 : 2'000;
+    EXPECT_LT(ResidentKilobytes(set) + ResidentKilobytes(getpid()), before + allowed);
 }
 
 // The service comes and goes while two threads call it without a pause.
