@@ -141,8 +141,16 @@ Service::Service(const Options& theOptions, std::function<void(const std::string
     for (const FaultRequest& request : options.faults) {
         SetFault(request);
     }
-    // Asked before the skeleton's own handlers, for every method alike.
-    g_signal_connect(skeleton, "g-authorize-method", G_CALLBACK(OnCall), this);
+    // One handler for all methods: their signals are those whose names say so.
+    guint count = 0;
+    g_autofree guint* ids = g_signal_list_ids(TYPE_AUTOMATION_PROXY, &count);
+    for (guint i = 0; i < count; ++i) {
+        if (g_str_has_prefix(g_signal_name(ids[i]), "handle-") != FALSE) {
+            GClosure* closure = g_closure_new_simple(sizeof(GClosure), this);
+            g_closure_set_marshal(closure, OnCall);
+            g_signal_connect_closure_by_id(skeleton, ids[i], 0, closure, FALSE);
+        }
+    }
     g_signal_connect(control, "handle-set-fault", G_CALLBACK(OnSetFault), this);
     g_signal_connect(control, "handle-clear-faults", G_CALLBACK(OnClearFaults), this);
     Join();
@@ -239,12 +247,13 @@ gboolean Service::OnRejoin(gpointer self)
     return G_SOURCE_REMOVE;
 }
 
-gboolean Service::OnCall(GDBusInterfaceSkeleton* /*skeleton*/, GDBusMethodInvocation* invocation,
-                         gpointer self)
+void Service::OnCall(GClosure* closure, GValue* handled, guint /*count*/, const GValue* values,
+                     gpointer /*hint*/, gpointer /*data*/)
 {
+    auto* invocation = static_cast<GDBusMethodInvocation*>(g_value_get_object(&values[1]));
     const Method* method = FindMethod(g_dbus_method_invocation_get_method_name(invocation));
-    static_cast<Service*>(self)->Answer(*method, invocation);
-    return FALSE;  // it is answered, or will be
+    static_cast<Service*>(closure->data)->Answer(*method, invocation);
+    g_value_set_boolean(handled, TRUE);
 }
 
 // Takes over the invocation.

@@ -38,8 +38,8 @@ private:
     static gboolean OnLeave(gpointer self);
     static gboolean OnRejoin(gpointer self);
     void RestartTimer(guint& timer, guint milliseconds, GSourceFunc function);
-    static gboolean OnCall(GDBusInterfaceSkeleton*, GDBusMethodInvocation* invocation,
-                           gpointer self);
+    static void OnCall(GClosure* closure, GValue* handled, guint count, const GValue* values,
+                       gpointer hint, gpointer data);
     void Answer(const Method& method, GDBusMethodInvocation* invocation);
     static gboolean OnLateReply(gpointer late);
 
