@@ -113,6 +113,12 @@ bool Start(const std::vector<std::string>& words, Run& run)
 
 int RunCommand(Options options)
 {
+    // A signal waits until the command can have it: there is something to be left behind.
+    g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
+    Run run{};
+    run.loop = loop;
+    g_unix_signal_add(SIGINT, PassSignalOn<SIGINT>, &run);
+    g_unix_signal_add(SIGTERM, PassSignalOn<SIGTERM>, &run);
     const PrivateFolder folder;
     const std::string profile = folder.Path("profile.ini");
     CopyProfile(options.profile, profile);
@@ -127,17 +133,12 @@ int RunCommand(Options options)
     const PrivateBus bus(folder.Path());
     setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
 
-    g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
-    Run run{};
-    run.loop = loop;
     const Service service(options, [&run](const std::string& reason) {
         run.failure = reason;
         if (run.command != 0) {
             kill(run.command, SIGTERM);
         }
     });
-    g_unix_signal_add(SIGINT, PassSignalOn<SIGINT>, &run);
-    g_unix_signal_add(SIGTERM, PassSignalOn<SIGTERM>, &run);
     if (Start(options.words, run)) {
         g_main_loop_run(loop);
     }

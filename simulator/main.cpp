@@ -46,11 +46,10 @@ void ChangeFaults(const std::vector<std::string>& words)
         if (words == std::vector<std::string>{"clear"}) {
             simulator_control_call_clear_faults_sync(set, nullptr, &error);
         } else {
-            const fa::FaultRequest fault = fa::ReadFault(words);
-            fa::CheckFault(fault);
-            simulator_control_call_set_fault_sync(set, fault.target.c_str(), fault.kind.c_str(),
-                                                  fault.value.value_or(0), fault.times, nullptr,
-                                                  &error);
+            const fa::FaultRequest request = fa::ReadFault(words);
+            const fa::Fault fault = fa::CheckFault(request);
+            simulator_control_call_set_fault_sync(set, request.target.c_str(), fault.name,
+                                                  fault.value, fault.times, nullptr, &error);
         }
     }
     if (error != nullptr) {

@@ -1,6 +1,7 @@
 #include "private_bus.h"
 
 #include <gio/gio.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -42,8 +43,11 @@ PrivateBus::PrivateBus(const std::string& folder)
     const std::string option = "--config-file=" + configuration;
     const char* arguments[] = {"dbus-daemon",       "--nofork",     "--nopidfile",
                                "--print-address=1", option.c_str(), nullptr};
-    // Ctrl-C at a terminal is for the command; the bus ends when all is done.
-    const auto setUp = [](gpointer) { setpgid(0, 0); };
+    // Ctrl-C at a terminal is for the command; the bus ends when all is done, or we are killed.
+    const auto setUp = [](gpointer) {
+        setpgid(0, 0);
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+    };
     int output = -1;
     constexpr auto flags = static_cast<GSpawnFlags>(
         G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD | G_SPAWN_STDERR_TO_DEV_NULL);

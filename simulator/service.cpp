@@ -17,6 +17,7 @@ namespace
 
 constexpr char kBusName[] = "org.kavra.tv.automation-service";
 constexpr char kObjectPath[] = "/KVFacAutoObj";
+constexpr char kNameTaken[] = "bus: org.kavra.tv.automation-service is taken by another process";
 constexpr char kErrorName[] = "org.kavra.tv.automationservice.Simulator.Fault";
 constexpr char kAllMethods[] = "all";
 constexpr int kDone = 1;
@@ -135,9 +136,6 @@ Service::Service(const Options& theOptions, std::function<void(const std::string
     if (!options.profile.empty()) {
         CheckProfile(options.profile);
     }
-    for (SerialLine* line : {&uart, &ss.line, &rjp.line, &ep.line}) {
-        line->Open();
-    }
     for (const FaultRequest& request : options.faults) {
         SetFault(request);
     }
@@ -153,7 +151,14 @@ Service::Service(const Options& theOptions, std::function<void(const std::string
     }
     g_signal_connect(control, "handle-set-fault", G_CALLBACK(OnSetFault), this);
     g_signal_connect(control, "handle-clear-faults", G_CALLBACK(OnClearFaults), this);
-    Join();
+    // The links of a set that is there already stay its own, and whoever sees the name finds the
+    // lines.
+    Connect();
+    RefuseTakenName();
+    for (SerialLine* line : {&uart, &ss.line, &rjp.line, &ep.line}) {
+        line->Open();
+    }
+    OwnName();
 }
 
 Service::~Service()
@@ -170,7 +175,7 @@ Service::~Service()
 
 // ---- The bus ----------------------------------------------------------------------------------
 
-void Service::Join()
+void Service::Connect()
 {
     GError* error = nullptr;
     g_autofree char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
@@ -187,25 +192,49 @@ void Service::Join()
                                              kObjectPath, &error);
         }
     }
-    g_autoptr(GVariant) reply = nullptr;
-    if (error == nullptr) {
-        constexpr guint32 kDoNotQueue = 4;
-        reply = g_dbus_connection_call_sync(
-            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "RequestName", g_variant_new("(su)", kBusName, kDoNotQueue), G_VARIANT_TYPE("(u)"),
-            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
-    }
     if (error != nullptr) {
         Leave();
         ThrowError("bus", error);
     }
+    g_signal_connect(connection, "closed", G_CALLBACK(OnClosed), this);
+}
+
+GVariant* Service::CallBus(const char* method, GVariant* arguments)
+{
+    GError* error = nullptr;
+    GVariant* reply = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
+        arguments, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+    if (reply == nullptr) {
+        Leave();
+        ThrowError("bus", error);
+    }
+    return reply;
+}
+
+void Service::RefuseTakenName()
+{
+    g_autoptr(GVariant) reply = CallBus("NameHasOwner", g_variant_new("(s)", kBusName));
+    gboolean taken = FALSE;
+    g_variant_get(reply, "(b)", &taken);
+    if (taken != FALSE) {
+        Leave();
+        throw Failure(kNameTaken);
+    }
+}
+
+void Service::OwnName()
+{
+    constexpr guint32 kDoNotQueue = 4;
+    constexpr guint32 kPrimaryOwner = 1;
+    g_autoptr(GVariant) reply =
+        CallBus("RequestName", g_variant_new("(su)", kBusName, kDoNotQueue));
     guint32 verdict = 0;
     g_variant_get(reply, "(u)", &verdict);
-    if (verdict != 1) {
+    if (verdict != kPrimaryOwner) {
         Leave();
-        throw Failure(std::string("bus: ") + kBusName + " is taken by another process");
+        throw Failure(kNameTaken);
     }
-    g_signal_connect(connection, "closed", G_CALLBACK(OnClosed), this);
     Say("the service is on the bus");
     for (ProtocolQueue* queue : {&ss, &rjp, &ep}) {
         queue->AnnounceAgain();
@@ -240,7 +269,8 @@ gboolean Service::OnRejoin(gpointer self)
     auto* service = static_cast<Service*>(self);
     service->rejoinTimer = 0;
     try {
-        service->Join();
+        service->Connect();
+        service->OwnName();
     } catch (const Failure& failure) {
         service->lost(failure.what());
     }

@@ -32,7 +32,10 @@ private:
     static const Method* FindMethod(const std::string& name);
 
     // The bus.
-    void Join();
+    void Connect();
+    GVariant* CallBus(const char* method, GVariant* arguments);
+    void RefuseTakenName();
+    void OwnName();
     void Leave();
     static void OnClosed(GDBusConnection*, gboolean, GError* error, gpointer self);
     static gboolean OnLeave(gpointer self);
