@@ -101,80 +101,67 @@ void ReceiveOnce(ProtocolData_s* data)
     automation_execute_command(data->iSize, data->p_data[0]);
 }
 
-ProtocolCallback_fp Callback(const std::string& name)
-{
-    return name == "null" ? nullptr : name == "once" ? ReceiveOnce : Receive;
-}
+// A word of a command, as whatever argument it is to be: a number; "null", "once" or another name
+// of a callback; or bytes: two digits each, "null", or "#300" for so many that count up from 1.
+struct Argument {
+    const std::string& word;
 
-unsigned int Number(const std::string& word)
-{
-    return static_cast<unsigned int>(std::stoll(word, nullptr, 0));
-}
-
-int Int(const std::string& word)
-{
-    return static_cast<int>(Number(word));
-}
-
-// Two digits a byte, "null", or a number of bytes that count up from 1, such as "#300".
-const unsigned char* Bytes(const std::string& word)
-{
-    static std::vector<unsigned char> bytes;
-    bytes.clear();
-    for (unsigned int i = 1; word[0] == '#' && i <= Number(word.substr(1)); ++i) {
-        bytes.push_back(static_cast<unsigned char>(i));
+    operator unsigned int() const
+    {
+        return static_cast<unsigned int>(std::stoll(word, nullptr, 0));
     }
-    for (std::size_t i = 0; word[0] != '#' && i < word.size(); i += 2) {
-        bytes.push_back(
-            static_cast<unsigned char>(std::strtol(word.substr(i, 2).c_str(), nullptr, 16)));
+    operator int() const { return static_cast<int>(operator unsigned int()); }
+    operator unsigned char() const { return static_cast<unsigned char>(operator unsigned int()); }
+    operator ProtocolCallback_fp() const
+    {
+        return word == "null" ? nullptr : word == "once" ? ReceiveOnce : Receive;
     }
-    return word == "null" ? nullptr : bytes.data();
+    operator const unsigned char*() const
+    {
+        static std::vector<unsigned char> bytes;
+        const bool counting = word[0] == '#';
+        bytes.resize(counting ? std::stoul(word.substr(1)) : word.size() / 2);
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            bytes[i] = static_cast<unsigned char>(
+                counting ? i + 1 : std::strtoul(word.substr(2 * i, 2).c_str(), nullptr, 16));
+        }
+        bytes.shrink_to_fit();  // reading past the last byte shows
+        return word == "null" ? nullptr : bytes.data();
+    }
+};
+
+using Function = std::function<int(const Words&)>;
+
+template <typename... Types>
+Function Caller(int (*function)(Types...))
+{
+    return [function]([[maybe_unused]] const Words& words) {
+        [[maybe_unused]] std::size_t i = 0;
+        return std::apply(function, std::tuple<Types...>{Types(Argument{words.at(++i)})...});
+    };
 }
 
-const std::map<std::string, std::function<int(const Words&)>> kFunctions = {
-    {"copy_log_to_usb", [](auto&) { return automation_copy_log_to_usb(); }},
-    {"change_packet_length_serial_source",
-     [](auto& w) { return automation_change_packet_length_serial_source(Number(w[1])); }},
-    {"change_baud_rate_ex_uart", [](auto& w) { return ChangeBaudRateFromC(Number(w[1])); }},
-    {"close_ex_uart", [](auto&) { return automation_close_ex_uart(); }},
-    {"execute_command", [](auto& w) { return automation_execute_command(Int(w[1]), Int(w[2])); }},
-    {"execute_command_with_data",
-     [](auto& w) {
-         return automation_execute_command_with_data(Int(w[1]), Int(w[2]), Bytes(w[3]),
-                                                     static_cast<unsigned char>(Number(w[4])));
-     }},
-    {"execute_command_with_projector",
-     [](auto& w) { return automation_execute_command_with_projector(Int(w[1]), Number(w[2])); }},
-    {"send_message_by_ex_uart",
-     [](auto& w) { return automation_send_message_by_ex_uart(Bytes(w[1]), Number(w[2])); }},
-    {"send_rjp_data", [](auto& w) { return automation_send_rjp_data(Bytes(w[1]), Number(w[2])); }},
-    {"send_rs232_ack",
-     [](auto& w) { return automation_send_rs232_ack(Int(w[1]), Number(w[2]), Bytes(w[3])); }},
-    {"register_callback_serial_source",
-     [](auto& w) { return automation_register_callback_serial_source(Callback(w[1])); }},
-    {"register_callback_rjp_protocol",
-     [](auto& w) { return automation_register_callback_rjp_protocol(Callback(w[1])); }},
-    {"register_callback_ep_protocol",
-     [](auto& w) { return automation_register_callback_ep_protocol(Callback(w[1])); }},
-    {"unregister_callback_serial_source",
-     [](auto&) { return automation_unregister_callback_serial_source(); }},
-    {"unregister_callback_rjp_protocol",
-     [](auto&) { return automation_unregister_callback_rjp_protocol(); }},
-    {"unregister_callback_ep_protocol",
-     [](auto&) { return automation_unregister_callback_ep_protocol(); }},
+const std::map<std::string, Function> kFunctions = {
+    {"copy_log_to_usb", Caller(automation_copy_log_to_usb)},
+    {"change_packet_length_serial_source", Caller(automation_change_packet_length_serial_source)},
+    {"change_baud_rate_ex_uart", Caller(ChangeBaudRateFromC)},
+    {"close_ex_uart", Caller(automation_close_ex_uart)},
+    {"execute_command", Caller(automation_execute_command)},
+    {"execute_command_with_data", Caller(automation_execute_command_with_data)},
+    {"execute_command_with_projector", Caller(automation_execute_command_with_projector)},
+    {"send_message_by_ex_uart", Caller(automation_send_message_by_ex_uart)},
+    {"send_rjp_data", Caller(automation_send_rjp_data)},
+    {"send_rs232_ack", Caller(automation_send_rs232_ack)},
+    {"register_callback_serial_source", Caller(automation_register_callback_serial_source)},
+    {"register_callback_rjp_protocol", Caller(automation_register_callback_rjp_protocol)},
+    {"register_callback_ep_protocol", Caller(automation_register_callback_ep_protocol)},
+    {"unregister_callback_serial_source", Caller(automation_unregister_callback_serial_source)},
+    {"unregister_callback_rjp_protocol", Caller(automation_unregister_callback_rjp_protocol)},
+    {"unregister_callback_ep_protocol", Caller(automation_unregister_callback_ep_protocol)},
     {"handle_ss", [](auto&) { return _autoamtion_signal_handler_ss(), 0; }},
     {"handle_rjp", [](auto&) { return _autoamtion_signal_handler_rjp(), 0; }},
     {"handle_ep", [](auto&) { return _autoamtion_signal_handler_ep(), 0; }},
 };
-
-std::string Replaced(std::string text, const std::string& what, const std::string& by)
-{
-    for (auto place = text.find(what); place != std::string::npos;
-         place = text.find(what, place + by.size())) {
-        text.replace(place, what.size(), by);
-    }
-    return text;
-}
 
 // The transcript for the test, with the rows of its table written out.
 std::string Transcript(const std::string& path, const std::string& test)
@@ -197,7 +184,8 @@ std::string Transcript(const std::string& path, const std::string& test)
     for (std::size_t row = 1; row < table.size(); ++row) {
         std::string text = each;
         for (std::size_t column = 0; column < table[0].size(); ++column) {
-            text = Replaced(text, "{" + table[0][column] + "}", table[row].at(column));
+            const std::regex name("\\{" + table[0][column] + "\\}");
+            text = std::regex_replace(text, name, table[row].at(column));
         }
         once += table[0][0] != "test" || table[row][0] == test ? text : "";
     }
@@ -281,7 +269,7 @@ protected:
     }
 
     // Calls the function and describes its result.
-    std::string Call(const std::function<int(const Words&)>& function, const Words& words)
+    std::string Call(const Function& function, const Words& words)
     {
         const unsigned int id = NextId();
         const std::string name = std::to_string(++ids);
@@ -310,6 +298,11 @@ protected:
             service.Leave();
         } else if (words[0] == "join") {
             service.Join();
+        } else if (words[0] == "describe") {
+            g_autoptr(GString) xml = g_string_new(nullptr);
+            g_dbus_interface_info_generate_xml(automation_proxy_interface_info(), 0, xml);
+            Note("interface", xml->str);
+            return;
         } else if (words[0] == "stop-bus") {
             bus.Stop();
         } else if (words[0] == "bus") {
@@ -405,9 +398,9 @@ TEST_P(TranscriptTest, IsWhatHappens)
 }
 
 INSTANTIATE_TEST_SUITE_P(Client, TranscriptTest,
-                         ::testing::Values("calls", "outcomes", "refusals", "unreachable",
-                                           "projector", "events_ss", "events_rjp", "events_ep",
-                                           "restarts"),
+                         ::testing::Values("calls", "outcomes", "refusals", "contract",
+                                           "unreachable", "projector", "events_ss", "events_rjp",
+                                           "events_ep", "restarts"),
                          [](const auto& instance) { return std::string(instance.param); });
 
 }  // namespace
