@@ -119,6 +119,7 @@ TEST(ItemSection, EveryLineAndItsEdges)
         {S, [](auto& i) { i.ulResult = 4; }, "result", "fail"},
         {S, [](auto& i) { i.ulErrorFlag = 1; }, "spec", "error"},
         {S, [](auto& i) { i.ulErrorFlag = 2; }, "data", "error"},
+        {S, [](auto& i) { i.ulErrorFlag = 5; }, "data", "none"},
         {S, [](auto& i) { i.ulErrorFlag = 4; }, "list", "error"},
         {R, [](auto& i) { i.ulErrorFlag = 8; }, "tid", "none"},
         {S, Message(VALUE_INTEGER, 1, "\xFF\xFF\xFF\xFE"), "data", "-2"},
@@ -172,7 +173,10 @@ TEST(ItemSection, ARefusalLeavesTheTextAlone)
         EXPECT_FALSE(Logger(D).GetSpecLog(text, &item) || Logger(D).GetResultLog(text, &item));
     }
     EXPECT_FALSE(Logger(D).GetSpecLog(text, &item));
+    item.iExtraCount = 0;
+    EXPECT_FALSE(Logger(D).GetResultLog(text, &item));
     EXPECT_EQ(text, "untouched");
+    item.iExtraCount = 2;
     item.iListCount = 1;
     EXPECT_TRUE(Logger(D).GetResultLog(text, &item));
     EXPECT_EQ(text, "HDMI1:,HDMI2:");

@@ -253,6 +253,7 @@ TEST(InformationSection, TheInspectionLibraryIsKnownByItsLink)
         {"/opt/other.so.1", "|", "6failed to find so. file"},
         {"libPelkoInspect.so.1/libPelkoInspect.so.2.5", "dnso=2.5|", "4strOut=2.5"},
         {"libPelkoInspect.so.", "dnso=|", "4strOut="},
+        {"", "|", "6failed to find so. file"},
         {std::string(1003, 'x') + "libPelkoInspect.so.78", "dnso=7|", "4strOut=7"},
     };
     for (const auto& [target, line, log] : cases) {
@@ -261,6 +262,8 @@ TEST(InformationSection, TheInspectionLibraryIsKnownByItsLink)
         const std::string section = Information(Logger::MODE_SIMPLE, "");
         EXPECT_EQ(section.substr(section.find("||") + 2 - (line[0] == '|')), line);
         const std::string text = log.substr(1) + "\n";
+        EXPECT_NE(trace.find("6 version_probes: m_GetVersionInfo > getTconDataVersion err.\n"),
+                  std::string::npos);
         EXPECT_EQ(Printed(), "> getTconDataVersion err.\n" + (log[0] == '6' ? "> " + text : ""));
         EXPECT_EQ(trace.substr(trace.find(", 1024)\n") + 8),
                   log.substr(0, 1) + " version_probes: m_GetSoVersion > " + text);

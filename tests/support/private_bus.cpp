@@ -1,5 +1,6 @@
 #include "support/private_bus.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -37,9 +38,24 @@ std::string PrivateBus::Address() const
 
 void PrivateBus::Stop()
 {
-    if (!Address().empty()) {
-        g_test_dbus_stop(bus);
+    if (Address().empty()) {
+        return;
     }
+    // g_test_dbus_stop alone would tell GLib not to mind the loss, which is for the library to do.
+    g_autoptr(GDBusConnection) connection = Connect();
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetConnectionUnixProcessID", g_variant_new("(s)", "org.freedesktop.DBus"), nullptr,
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    guint32 daemon = 0;
+    g_variant_get(reply, "(u)", &daemon);
+    kill(static_cast<pid_t>(daemon), SIGTERM);
+    bool closed = false;
+    while (!closed) {
+        closed = g_dbus_connection_is_closed(connection) != FALSE;
+        g_main_context_iteration(nullptr, FALSE);
+    }
+    g_test_dbus_stop(bus);
 }
 
 void AwaitBus(GDBusConnection* connection)
