@@ -21,7 +21,6 @@ bool PelkoAppClientLogger::GetLog(std::string& report, PelkoTestInfo_s* testInfo
     // promised.
     for (int i = 0; i < testInfo->iItemCount; ++i) {
         PelkoItem_s& item = items->at(static_cast<std::size_t>(i));
-        part.clear();
         GetItemLog(part, &item, i);
         report += part;
         report += '\n';
