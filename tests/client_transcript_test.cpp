@@ -301,7 +301,7 @@ protected:
         } else if (words[0] == "describe") {
             g_autoptr(GString) xml = g_string_new(nullptr);
             g_dbus_interface_info_generate_xml(automation_proxy_interface_info(), 0, xml);
-            Note("interface", xml->str);
+            Note("interface", std::string(xml->str, xml->len - 1));
             return;
         } else if (words[0] == "stop-bus") {
             bus.Stop();

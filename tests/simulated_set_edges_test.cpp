@@ -32,12 +32,6 @@ int SendRjp(const Bytes& bytes)
     return automation_send_rjp_data(bytes.data(), static_cast<unsigned int>(bytes.size()));
 }
 
-std::string TextOf(const std::string& path)
-{
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // Bytes whose place shows in their value, whatever the cut.
 Bytes Pattern(std::size_t count)
 {

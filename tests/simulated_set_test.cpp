@@ -46,12 +46,6 @@ int SendAck(const Bytes& bytes, int type)
     return automation_send_rs232_ack(type, static_cast<unsigned int>(bytes.size()), bytes.data());
 }
 
-std::string TextOf(const std::string& path)
-{
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 speed_t SpeedOf(int line)
 {
     termios settings{};

@@ -48,6 +48,12 @@ int RunProgram(const Words& words, const std::string& outputFile)
     return WaitFor(Spawn(words, outputFile));
 }
 
+std::string TextOf(const std::string& path)
+{
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 SimulatedSetTest::SimulatedSetTest()
 {
     std::string name = (std::filesystem::temp_directory_path() / "fa-set-test-XXXXXX").string();

@@ -20,6 +20,8 @@ using Words = std::vector<std::string>;
 // Runs a program to its end and returns its exit status; its output goes to the file, if any.
 int RunProgram(const Words& words, const std::string& outputFile = {});
 
+std::string TextOf(const std::string& path);
+
 // Starts a set whose lines are links in `folder`, named uart, ss, rjp and ep; ends it at the end of
 // each test and checks that it leaves nothing behind.
 class SimulatedSetTest : public ::testing::Test
