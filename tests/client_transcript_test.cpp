@@ -106,17 +106,20 @@ void ReceiveOnce(ProtocolData_s* data)
 struct Argument {
     const std::string& word;
 
-    operator unsigned int() const
+    explicit operator unsigned int() const
     {
         return static_cast<unsigned int>(std::stoll(word, nullptr, 0));
     }
-    operator int() const { return static_cast<int>(operator unsigned int()); }
-    operator unsigned char() const { return static_cast<unsigned char>(operator unsigned int()); }
-    operator ProtocolCallback_fp() const
+    explicit operator int() const { return static_cast<int>(operator unsigned int()); }
+    explicit operator unsigned char() const
+    {
+        return static_cast<unsigned char>(operator unsigned int());
+    }
+    explicit operator ProtocolCallback_fp() const
     {
         return word == "null" ? nullptr : word == "once" ? ReceiveOnce : Receive;
     }
-    operator const unsigned char*() const
+    explicit operator const unsigned char*() const
     {
         static std::vector<unsigned char> bytes;
         const bool counting = word[0] == '#';
@@ -387,7 +390,7 @@ TEST_P(TranscriptTest, IsWhatHappens)
             } else {
                 Obey(words, words.size() > 1 ? line.substr(words[0].size() + 3) : "");
             }
-            happened += line + "\n" + Happened() + result;
+            happened.append(line).append("\n").append(Happened()).append(result);
         }
     }
     EXPECT_EQ(happened, expected);
