@@ -2,6 +2,7 @@
 // typed once its prompt is there; and through a stream, as a script drives them.
 #include <dlfcn.h>
 #include <fa_api/automation_api.h>
+#include <fa_platform/debug_menu.h>
 #include <fa_platform/simulation.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -126,6 +127,18 @@ TEST(TestMenu, EntriesAreSentUntil99)
         ExpectSession(input, input_packet_data, packet);
         ExpectSession(input, input_multiple_packet_data, data);
     }
+}
+
+// At a terminal it is a slip of the keyboard, in a script the next entries.
+TEST(TestMenu, WhatIsTypedAheadIsThrownAwayAtATerminalOnly)
+{
+    for (const auto input : {kTerminal, kUnbufferedTerminal}) {
+        ExpectSession(input, input_packet_data,
+                      kBanner + kOpCode + "{zz\n7\n}" + kTypeError + kOpCode + "{99\n}");
+    }
+    ExpectSession(kStream, input_packet_data,
+                  kBanner + kOpCode + "{1\n2\n99\n}" + kMessageCode +
+                      "OP Code is 0x1 \nmsg Code is 0x2 \nData0[1] Data1[2]\n" + kDone + kOpCode);
 }
 
 TEST(TestMenu, EndOfInputLeavesTheDialogueThatReadsIt)
