@@ -91,6 +91,7 @@ int menu_print(int channel, const char* format, ...)
     }
     const int printed = std::vprintf(format, values);
     va_end(values);
+    std::fflush(stdout);
     return printed;
 }
 
