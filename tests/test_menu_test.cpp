@@ -207,6 +207,18 @@ TEST(TestMenu, TokensFollowTheirRules)
     }
 }
 
+TEST(TestMenu, ArraysArePrintedAsFarAsTheirFirstZero)
+{
+    testing::internal::CaptureStdout();
+    unsigned char bytes[] = {'A', 0x80, 0, 'B'};
+    EXPECT_EQ(ospd_print_array(bytes), 2);
+    EXPECT_EQ(ospd_print_array(bytes + 2), 0);
+    EXPECT_EQ(ospd_print_array(nullptr), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "0th element of list :A\n1th element of list :\x80\nwhole data : A\x80\n"
+              "unsigned char array is empty\nunsigned char array is empty\n");
+}
+
 TEST(TestMenu, ReleaseImageRefusesThePacketDialogues)
 {
     releaseImage = true;
