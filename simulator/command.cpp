@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <glib-unix.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include "private_bus.h"
 #include "sample_profile.h"
 #include "service.h"
+#include "signals.h"
 
 namespace fa
 {
@@ -70,10 +72,30 @@ void CopyProfile(const std::string& from, const std::string& to)
     }
 }
 
+// True where Ctrl-C at the terminal reaches the command without us.
+bool ShareTerminal()
+{
+    const int terminal = open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC);
+    const bool share = terminal >= 0 && tcgetpgrp(terminal) == getpgrp();
+    if (terminal >= 0) {
+        close(terminal);
+    }
+    return share;
+}
+
+void SendSignal(const Run& run, int number)
+{
+    if (run.command != 0) {
+        kill(run.command, number);
+    }
+}
+
 template <int number>
 gboolean PassSignalOn(gpointer run)
 {
-    kill(static_cast<Run*>(run)->command, number);
+    if (number != SIGINT || !ShareTerminal()) {
+        SendSignal(*static_cast<Run*>(run), number);
+    }
     return G_SOURCE_CONTINUE;
 }
 
@@ -119,6 +141,7 @@ int RunCommand(Options options)
     run.loop = loop;
     g_unix_signal_add(SIGINT, PassSignalOn<SIGINT>, &run);
     g_unix_signal_add(SIGTERM, PassSignalOn<SIGTERM>, &run);
+    OnHangUp(PassSignalOn<SIGHUP>, &run);
     const PrivateFolder folder;
     const std::string profile = folder.Path("profile.ini");
     CopyProfile(options.profile, profile);
@@ -132,12 +155,11 @@ int RunCommand(Options options)
     }
     const PrivateBus bus(folder.Path());
     setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
+    Say("DBUS_SYSTEM_BUS_ADDRESS=%s", bus.Address().c_str());
 
     const Service service(options, [&run](const std::string& reason) {
         run.failure = reason;
-        if (run.command != 0) {
-            kill(run.command, SIGTERM);
-        }
+        SendSignal(run, SIGTERM);
     });
     if (Start(options.words, run)) {
         g_main_loop_run(loop);

@@ -6,6 +6,7 @@
 
 #include "command.h"
 #include "service.h"
+#include "signals.h"
 
 namespace
 {
@@ -23,6 +24,7 @@ void Serve(const fa::Options& options)
     g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
     g_unix_signal_add(SIGINT, Quit, loop);
     g_unix_signal_add(SIGTERM, Quit, loop);
+    fa::OnHangUp(Quit, loop);
     std::string failure;
     const fa::Service service(options, [&](const std::string& reason) {
         failure = reason;

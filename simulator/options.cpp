@@ -15,7 +15,7 @@ constexpr char kSummary[] =
     "A television set without a television: the factory automation service on the message bus "
     "that\n"
     "DBUS_SYSTEM_BUS_ADDRESS names, and its serial lines as pseudo-terminals.\n\n"
-    "  fa-set-simulator [OPTION...]                   until SIGINT or SIGTERM\n"
+    "  fa-set-simulator [OPTION...]                   until SIGINT, SIGTERM, SIGHUP\n"
     "  fa-set-simulator run [OPTION...] -- COMMAND... for one command, with a bus of its own\n"
     "  fa-set-simulator fault TARGET KIND [VALUE] [times N]\n"
     "  fa-set-simulator fault clear                   change a running set";
