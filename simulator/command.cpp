@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "private_bus.h"
+#include "profile_state.h"
 #include "sample_profile.h"
 #include "service.h"
 #include "signals.h"
@@ -51,6 +52,24 @@ public:
 private:
     std::string path;
 };
+
+// Gives the set logs and a USB storage where the user has none.
+void MakeFolders(const PrivateFolder& folder, Options& options)
+{
+    if (options.logFolder.empty()) {
+        options.logFolder = folder.Path("logs");
+        std::filesystem::create_directory(options.logFolder);
+        const std::string log = folder.Path("logs/set.log");
+        GError* error = nullptr;
+        if (!g_file_set_contents(log.c_str(), "a log of the set\n", -1, &error)) {
+            ThrowError("logs", error);
+        }
+    }
+    if (options.usbFolder.empty()) {
+        options.usbFolder = folder.Path("usb");
+        std::filesystem::create_directory(options.usbFolder);
+    }
+}
 
 // The command while it runs.
 struct Run {
@@ -144,8 +163,12 @@ int RunCommand(Options options)
     OnHangUp(PassSignalOn<SIGHUP>, &run);
     const PrivateFolder folder;
     const std::string profile = folder.Path("profile.ini");
+    if (!options.profile.empty()) {
+        ReadProfile(options.profile);
+    }
     CopyProfile(options.profile, profile);
     options.profile = profile;
+    MakeFolders(folder, options);
     setenv("FA_PLATFORM_PROFILE", profile.c_str(), 1);
     for (const char* line : kLines) {
         std::string& link = options.links[line];

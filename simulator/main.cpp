@@ -1,6 +1,7 @@
 // The simulated set, as a program.
 #include <glib-unix.h>
 
+#include <clocale>
 #include <csignal>
 #include <cstdlib>
 
@@ -80,6 +81,7 @@ int main(int argc, char** argv)
 {
     // A reader of our output that has gone is no reason to leave links behind.
     std::signal(SIGPIPE, SIG_IGN);
+    std::setlocale(LC_CTYPE, "");  // the character set that --help is printed in
     try {
         return Run(fa::ReadOptions(argc, argv));
     } catch (const fa::UsageError& error) {
