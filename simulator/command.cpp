@@ -3,14 +3,17 @@
 #include <fcntl.h>
 #include <glib-unix.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
 
 #include "private_bus.h"
+#include "profile_state.h"
 #include "sample_profile.h"
 #include "service.h"
+#include "signals.h"
 
 namespace fa
 {
@@ -50,6 +53,24 @@ private:
     std::string path;
 };
 
+// Gives the set logs and a USB storage where the user has none.
+void MakeFolders(const PrivateFolder& folder, Options& options)
+{
+    if (options.logFolder.empty()) {
+        options.logFolder = folder.Path("logs");
+        std::filesystem::create_directory(options.logFolder);
+        const std::string log = folder.Path("logs/set.log");
+        GError* error = nullptr;
+        if (!g_file_set_contents(log.c_str(), "a log of the set\n", -1, &error)) {
+            ThrowError("logs", error);
+        }
+    }
+    if (options.usbFolder.empty()) {
+        options.usbFolder = folder.Path("usb");
+        std::filesystem::create_directory(options.usbFolder);
+    }
+}
+
 // The command while it runs.
 struct Run {
     GMainLoop* loop = nullptr;
@@ -70,10 +91,30 @@ void CopyProfile(const std::string& from, const std::string& to)
     }
 }
 
+// True where Ctrl-C at the terminal reaches the command without us.
+bool ShareTerminal()
+{
+    const int terminal = open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC);
+    const bool share = terminal >= 0 && tcgetpgrp(terminal) == getpgrp();
+    if (terminal >= 0) {
+        close(terminal);
+    }
+    return share;
+}
+
+void SendSignal(const Run& run, int number)
+{
+    if (run.command != 0) {
+        kill(run.command, number);
+    }
+}
+
 template <int number>
 gboolean PassSignalOn(gpointer run)
 {
-    kill(static_cast<Run*>(run)->command, number);
+    if (number != SIGINT || !ShareTerminal()) {
+        SendSignal(*static_cast<Run*>(run), number);
+    }
     return G_SOURCE_CONTINUE;
 }
 
@@ -119,10 +160,15 @@ int RunCommand(Options options)
     run.loop = loop;
     g_unix_signal_add(SIGINT, PassSignalOn<SIGINT>, &run);
     g_unix_signal_add(SIGTERM, PassSignalOn<SIGTERM>, &run);
+    OnHangUp(PassSignalOn<SIGHUP>, &run);
     const PrivateFolder folder;
     const std::string profile = folder.Path("profile.ini");
+    if (!options.profile.empty()) {
+        ReadProfile(options.profile);
+    }
     CopyProfile(options.profile, profile);
     options.profile = profile;
+    MakeFolders(folder, options);
     setenv("FA_PLATFORM_PROFILE", profile.c_str(), 1);
     for (const char* line : kLines) {
         std::string& link = options.links[line];
@@ -132,12 +178,11 @@ int RunCommand(Options options)
     }
     const PrivateBus bus(folder.Path());
     setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
+    Say("DBUS_SYSTEM_BUS_ADDRESS=%s", bus.Address().c_str());
 
     const Service service(options, [&run](const std::string& reason) {
         run.failure = reason;
-        if (run.command != 0) {
-            kill(run.command, SIGTERM);
-        }
+        SendSignal(run, SIGTERM);
     });
     if (Start(options.words, run)) {
         g_main_loop_run(loop);

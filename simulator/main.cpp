@@ -1,11 +1,13 @@
 // The simulated set, as a program.
 #include <glib-unix.h>
 
+#include <clocale>
 #include <csignal>
 #include <cstdlib>
 
 #include "command.h"
 #include "service.h"
+#include "signals.h"
 
 namespace
 {
@@ -23,6 +25,7 @@ void Serve(const fa::Options& options)
     g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
     g_unix_signal_add(SIGINT, Quit, loop);
     g_unix_signal_add(SIGTERM, Quit, loop);
+    fa::OnHangUp(Quit, loop);
     std::string failure;
     const fa::Service service(options, [&](const std::string& reason) {
         failure = reason;
@@ -78,6 +81,7 @@ int main(int argc, char** argv)
 {
     // A reader of our output that has gone is no reason to leave links behind.
     std::signal(SIGPIPE, SIG_IGN);
+    std::setlocale(LC_CTYPE, "");  // the character set that --help is printed in
     try {
         return Run(fa::ReadOptions(argc, argv));
     } catch (const fa::UsageError& error) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <iterator>
 
 namespace fa
@@ -15,7 +16,7 @@ constexpr char kSummary[] =
     "A television set without a television: the factory automation service on the message bus "
     "that\n"
     "DBUS_SYSTEM_BUS_ADDRESS names, and its serial lines as pseudo-terminals.\n\n"
-    "  fa-set-simulator [OPTION...]                   until SIGINT or SIGTERM\n"
+    "  fa-set-simulator [OPTION...]                   until SIGINT, SIGTERM, SIGHUP\n"
     "  fa-set-simulator run [OPTION...] -- COMMAND... for one command, with a bus of its own\n"
     "  fa-set-simulator fault TARGET KIND [VALUE] [times N]\n"
     "  fa-set-simulator fault clear                   change a running set";
@@ -48,6 +49,11 @@ std::string ToString(const char* text)
     return text != nullptr ? text : "";
 }
 
+std::filesystem::path Normalized(const std::string& path)
+{
+    return std::filesystem::absolute(path).lexically_normal();
+}
+
 void ReadLink(const std::string& text, Options& options)
 {
     const auto equals = text.find('=');
@@ -56,7 +62,13 @@ void ReadLink(const std::string& text, Options& options)
         equals == std::string::npos || equals + 1 == text.size()) {
         throw UsageError("--line takes uart, ss, rjp or ep with =PATH, not \"" + text + "\"");
     }
-    options.links[name] = text.substr(equals + 1);
+    const std::string path = text.substr(equals + 1);
+    for (const auto& [other, otherPath] : options.links) {
+        if (other != name && Normalized(otherPath) == Normalized(path)) {
+            throw UsageError("--line: " + other + " and " + name + " cannot both be " + path);
+        }
+    }
+    options.links[name] = path;
 }
 
 FaultRequest ReadFaultOption(const std::string& text)
@@ -69,10 +81,15 @@ FaultRequest ReadFaultOption(const std::string& text)
     return ReadFault(ToStrings(words));
 }
 
+bool IsMode(const std::string& word)
+{
+    return word == "run" || word == "fault";
+}
+
 Mode TakeMode(int& argc, char** argv)
 {
     const std::string word = argc > 1 ? argv[1] : "";
-    if (word != "run" && word != "fault") {
+    if (!IsMode(word)) {
         return Mode::kServe;
     }
     std::copy(argv + 2, argv + argc + 1, argv + 1);
@@ -102,10 +119,10 @@ Options ReadOptions(int argc, char** argv)
          "Make a link to the line uart, ss, rjp or ep", "NAME=PATH"},
         {"record", 'r', 0, G_OPTION_ARG_FILENAME, &record,
          "Write each call as a line of JSON, into a new file", "FILE"},
-        {"log-dir", 0, 0, G_OPTION_ARG_FILENAME, &logFolder, "The folder with the set's logs",
-         "DIR"},
+        {"log-dir", 0, 0, G_OPTION_ARG_FILENAME, &logFolder,
+         "The folder with the set's logs; run makes one where none is named", "DIR"},
         {"usb-dir", 0, 0, G_OPTION_ARG_FILENAME, &usbFolder,
-         "The folder that stands for the USB storage", "DIR"},
+         "The folder that stands for the USB storage; run makes one where none is named", "DIR"},
         {"gap", 0, 0, G_OPTION_ARG_INT, &gap,
          "The silence that ends a packet on a line (default: 10)", "MS"},
         {"fault", 'f', 0, G_OPTION_ARG_STRING_ARRAY, &faults, "Begin with a fault", "WORDS"},
@@ -150,7 +167,9 @@ Options ReadOptions(int argc, char** argv)
         options.words.erase(options.words.begin());
     }
     if (options.mode == Mode::kServe && !options.words.empty()) {
-        throw UsageError("unknown word \"" + options.words[0] + "\"");
+        const std::string& word = options.words[0];
+        throw UsageError(IsMode(word) ? "the word " + word + " comes first, before all options"
+                                      : "unknown word \"" + word + "\"");
     }
     if (options.mode == Mode::kRun && options.words.empty()) {
         throw UsageError("run needs a command");

@@ -29,11 +29,20 @@ GKeyFile* LoadProfile(const std::string& path)
 
 }  // namespace
 
-void CheckProfile(const std::string& path)
+void ReadProfile(const std::string& path)
 {
     g_key_file_free(LoadProfile(path));
-    if (access(path.c_str(), W_OK) != 0) {
-        throw Failure("profile " + path + ": " + g_strerror(errno));
+}
+
+void CheckProfile(const std::string& path)
+{
+    ReadProfile(path);
+    // A change puts a new file in the place of the old one.
+    const std::string folder = std::filesystem::canonical(path).parent_path().string();
+    for (const std::string& each : {path, folder}) {
+        if (access(each.c_str(), W_OK) != 0) {
+            throw Failure("profile " + path + ": cannot write " + each + ": " + g_strerror(errno));
+        }
     }
 }
 

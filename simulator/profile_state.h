@@ -9,7 +9,8 @@
 namespace fa
 {
 
-// Throws Failure where the profile cannot be read, understood or written.
+// Throw Failure where the profile cannot be read and understood; or cannot be changed either.
+void ReadProfile(const std::string& path);
 void CheckProfile(const std::string& path);
 
 // The number of the local set of that name.

@@ -10,7 +10,11 @@ namespace
 {
 
 constexpr std::size_t kMostPackets = 64;
-constexpr guint kForgottenMs = 1000;
+// Announcements are repeated one by one, and seldom: an application that is merely slow still has
+// the first ones before it, and fetches in vain for each one too many.
+constexpr guint kQuietMs = 1000;
+constexpr guint kMostQuietMs = 4000;
+constexpr guint kCatchUpMs = 20;
 
 void StopTimer(guint& id)
 {
@@ -33,7 +37,7 @@ ProtocolQueue::ProtocolQueue(const std::string& lineName, const std::string& lin
 ProtocolQueue::~ProtocolQueue()
 {
     StopTimer(silenceTimer);
-    StopTimer(forgottenTimer);
+    StopTimer(quietTimer);
 }
 
 void ProtocolQueue::SetPacketLength(std::size_t length)
@@ -79,8 +83,8 @@ void ProtocolQueue::Push(Bytes packet)
     Say("line %s received %s", name.c_str(), Describe(packet).c_str());
     packets.push_back(std::move(packet));
     line.SetReading(packets.size() < kMostPackets);
-    if (forgottenTimer == 0) {
-        RestartForgottenTimer();
+    if (quietTimer == 0) {
+        RestartQuietTimer(kQuietMs);
     }
     Announce(packets.back());
 }
@@ -90,10 +94,7 @@ void ProtocolQueue::RemoveOldest()
     packets.pop_front();
     line.SetReading(packets.size() < kMostPackets);
     catchingUp = catchingUp && !packets.empty();
-    RestartForgottenTimer();
-    if (catchingUp) {
-        Announce(packets.front());
-    }
+    RestartQuietTimer(catchingUp ? kCatchUpMs : kQuietMs);
 }
 
 void ProtocolQueue::AnnounceAgain()
@@ -109,19 +110,22 @@ void ProtocolQueue::Announce(const Bytes& packet)
     announcer(std::to_string(packet.size()) + " bytes on " + name);
 }
 
-void ProtocolQueue::RestartForgottenTimer()
+void ProtocolQueue::RestartQuietTimer(guint milliseconds)
 {
-    StopTimer(forgottenTimer);
+    StopTimer(quietTimer);
+    quietMs = milliseconds;
     if (!packets.empty()) {
-        forgottenTimer = g_timeout_add(kForgottenMs, OnForgotten, this);
+        quietTimer = g_timeout_add(milliseconds, OnQuiet, this);
     }
 }
 
 // Nobody was listening, or the fetch failed: an application that comes later still gets the data.
-gboolean ProtocolQueue::OnForgotten(gpointer self)
+gboolean ProtocolQueue::OnQuiet(gpointer self)
 {
-    static_cast<ProtocolQueue*>(self)->AnnounceAgain();
-    return G_SOURCE_CONTINUE;
+    auto* queue = static_cast<ProtocolQueue*>(self);
+    queue->AnnounceAgain();
+    queue->RestartQuietTimer(std::clamp(2 * queue->quietMs, kQuietMs, kMostQuietMs));
+    return G_SOURCE_REMOVE;
 }
 
 }  // namespace fa

@@ -36,18 +36,18 @@ public:
     const Bytes* Oldest() const { return packets.empty() ? nullptr : &packets.front(); }
     void RemoveOldest();
 
-    // Announces what waits once more: earlier announcements are presumed lost.
+    // Announces the oldest packet once more, if any: its announcement may be lost.
     void AnnounceAgain();
 
     SerialLine line;
 
 private:
     static gboolean OnSilence(gpointer self);
-    static gboolean OnForgotten(gpointer self);
+    static gboolean OnQuiet(gpointer self);
     void Receive(const Bytes& bytes);
     void Cut();
     void Announce(const Bytes& packet);
-    void RestartForgottenTimer();
+    void RestartQuietTimer(guint milliseconds);
 
     const std::string name;
     const guint gapMs;
@@ -55,9 +55,10 @@ private:
     std::size_t packetLength = 0;
     Bytes partial;
     std::deque<Bytes> packets;
-    bool catchingUp = false;  // each fetch announces the next packet
+    bool catchingUp = false;  // announcements may be lost: there can be more packets than fetches
     guint silenceTimer = 0;
-    guint forgottenTimer = 0;
+    guint quietMs = 0;
+    guint quietTimer = 0;
 };
 
 }  // namespace fa

@@ -282,8 +282,11 @@ void Service::OnCall(GClosure* closure, GValue* handled, guint /*count*/, const 
 {
     auto* invocation = static_cast<GDBusMethodInvocation*>(g_value_get_object(&values[1]));
     const Method* method = FindMethod(g_dbus_method_invocation_get_method_name(invocation));
-    static_cast<Service*>(closure->data)->Answer(*method, invocation);
-    g_value_set_boolean(handled, TRUE);
+    if (method != nullptr) {
+        static_cast<Service*>(closure->data)->Answer(*method, invocation);
+    }
+    g_value_set_boolean(handled,
+                        method != nullptr);  // else GDBus says that there is no such method
 }
 
 // Takes over the invocation.

@@ -8,9 +8,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 #include "support/simulated_set.h"
 
@@ -151,6 +153,19 @@ TEST_F(SimulatedSetEdgesTest, SlowApplicationsLoseNothing)
     }));
     EXPECT_TRUE(fetched == bytes);
     close(rjp);
+}
+
+// Who is away for a while gets each packet once, and is not sent after packets that are not there.
+TEST_F(SimulatedSetEdgesTest, SlowApplicationsFetchLittleInVain)
+{
+    Start({"--quiet", "--record", In("record")});
+    ASSERT_EQ(automation_register_callback_serial_source(Collect), 0);
+    Fault({"ss", "burst", "100"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    EXPECT_TRUE(Wait([] { return arrived.size() == 100; }));
+    EXPECT_FALSE(Wait([] { return arrived.size() > 100; }, std::chrono::milliseconds(300)));
+    const std::string record = TextOf(In("record"));
+    EXPECT_LE(std::count(record.begin(), record.end(), '\n'), 103);
 }
 
 TEST_F(SimulatedSetEdgesTest, LinksAreLeftToTheirOwners)

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -37,7 +38,8 @@ protected:
     std::string In(const std::string& name) const { return (folder / name).string(); }
     int OpenLine(const std::string& name) const;
     // Iterates the main context until the condition holds; false when it never does.
-    static bool Wait(const std::function<bool()>& condition);
+    static bool Wait(const std::function<bool()>& condition,
+                     std::chrono::milliseconds patience = std::chrono::seconds(20));
     static Bytes Read(int line, std::size_t count);
 
     std::filesystem::path folder;
