@@ -88,11 +88,22 @@ Fault CheckFault(const FaultRequest& request)
     if (!request.value && !row->usual) {
         throw UsageError("fault: " + request.kind + " needs a value");
     }
+    if (request.times != 0 && (target == Target::kProtocol || target == Target::kService)) {
+        throw UsageError("fault: " + request.kind + " happens once and takes no times");
+    }
     const int value = request.value ? *request.value : *row->usual;
     if (value < row->least || value > row->most) {
         throw UsageError("fault: " + request.kind + " takes no value " + std::to_string(value));
     }
     return {row->kind, row->name, value, request.times};
+}
+
+std::string Describe(const Fault& fault)
+{
+    const bool valued = fault.kind == FaultKind::kResult || fault.kind == FaultKind::kDelay ||
+                        fault.kind == FaultKind::kLong;
+    return fault.name + (valued ? " " + std::to_string(fault.value) : "") +
+           (fault.times != 0 ? " times " + std::to_string(fault.times) : "");
 }
 
 std::optional<Fault> Faults::Take(const std::string& method)

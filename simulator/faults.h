@@ -32,8 +32,11 @@ struct FaultRequest {
 FaultRequest ReadFault(const std::vector<std::string>& words);
 
 // The fault that is meant. Throws UsageError for an unknown kind, a kind that the target does not
-// have and a value out of the kind's range.
+// have, a value out of the kind's range and a limit on what happens at once.
 Fault CheckFault(const FaultRequest& request);
+
+// The words behind the target: "result 0 times 3".
+std::string Describe(const Fault& fault);
 
 class Faults
 {

@@ -40,23 +40,33 @@ void Serve(const fa::Options& options)
 // Changes the set that runs on the bus.
 void ChangeFaults(const std::vector<std::string>& words)
 {
+    const bool clear = words == std::vector<std::string>{"clear"};
+    const fa::FaultRequest request = clear ? fa::FaultRequest{} : fa::ReadFault(words);
+    const fa::Fault fault = clear ? fa::Fault{} : fa::CheckFault(request);
     GError* error = nullptr;
     g_autoptr(SimulatorControl) set = simulator_control_proxy_new_for_bus_sync(
         G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START, "org.kavra.tv.automation-service",
         "/KVFacAutoObj", nullptr, &error);
     if (error == nullptr) {
         g_dbus_connection_set_exit_on_close(g_dbus_proxy_get_connection(G_DBUS_PROXY(set)), FALSE);
-        if (words == std::vector<std::string>{"clear"}) {
+        g_autofree char* owner = g_dbus_proxy_get_name_owner(G_DBUS_PROXY(set));
+        if (owner == nullptr) {
+            throw fa::Failure("fault: no set is on this bus");
+        }
+        if (clear) {
             simulator_control_call_clear_faults_sync(set, nullptr, &error);
         } else {
-            const fa::FaultRequest request = fa::ReadFault(words);
-            const fa::Fault fault = fa::CheckFault(request);
             simulator_control_call_set_fault_sync(set, request.target.c_str(), fault.name,
                                                   fault.value, fault.times, nullptr, &error);
         }
     }
     if (error != nullptr) {
         g_dbus_error_strip_remote_error(error);
+        if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS)) {
+            const fa::UsageError wrong(error->message);
+            g_error_free(error);
+            throw wrong;
+        }
         fa::ThrowError("fault", error);
     }
 }

@@ -393,9 +393,9 @@ void Service::SetFault(const FaultRequest& request)
         return;
     }
     if (request.target != kAllMethods && FindMethod(request.target) == nullptr) {
-        throw Failure("fault: there is no method " + request.target);
+        throw UsageError("fault: there is no method " + request.target);
     }
-    Say("fault of %s: %s %d", request.target.c_str(), fault.name, fault.value);
+    Say("fault of %s: %s", request.target.c_str(), Describe(fault).c_str());
     faults.Set(request.target, fault);
 }
 
