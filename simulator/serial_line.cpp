@@ -42,6 +42,11 @@ SerialLine::~SerialLine()
 
 void SerialLine::Open()
 {
+    if (state == State::kClosing && Unread() > 0) {
+        StopSource(closeTimer);
+        state = State::kOpen;
+        return;
+    }
     HangUp();
     master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
     std::array<char, 128> path{};
