@@ -190,6 +190,7 @@ int RunCommand(Options options)
     if (!run.failure.empty()) {
         throw Failure(run.failure);
     }
+    service.CheckRecord();
     return run.status;
 }
 

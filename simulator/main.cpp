@@ -35,6 +35,7 @@ void Serve(const fa::Options& options)
     if (!failure.empty()) {
         throw fa::Failure(failure);
     }
+    service.CheckRecord();
 }
 
 // Changes the set that runs on the bus.

@@ -1,5 +1,6 @@
 #include "recorder.h"
 
+#include <fcntl.h>
 #include <json-glib/json-glib.h>
 
 #include <cerrno>
@@ -33,8 +34,16 @@ void AddReply(JsonBuilder* builder, GVariant* reply)
 
 Recorder::Recorder(std::string filePath) : path(std::move(filePath))
 {
-    if (!path.empty() && (file = std::fopen(path.c_str(), "we")) == nullptr) {
-        throw Failure("record " + path + ": " + g_strerror(errno));
+    if (path.empty()) {
+        return;
+    }
+    // A FIFO without a reader is refused here, where blocking would be for good.
+    const int descriptor =
+        open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
+    if (descriptor < 0 || fcntl(descriptor, F_SETFL, 0) != 0 ||
+        (file = fdopen(descriptor, "w")) == nullptr) {
+        throw Failure("record " + path + ": " +
+                      (errno == ENXIO ? "nobody reads from it" : g_strerror(errno)));
     }
 }
 
@@ -75,7 +84,7 @@ void Recorder::Write(const GDBusMethodInfo* method, GVariant* arguments, GVarian
     g_autoptr(JsonNode) root = json_builder_get_root(builder);
     g_autofree char* line = json_to_string(root, FALSE);
     if (std::fprintf(file, "%s\n", line) < 0 || std::fflush(file) != 0) {
-        Complain("record " + path + ": " + g_strerror(errno));
+        shortfall = "record " + path + ": " + g_strerror(errno);
     }
 }
 

@@ -22,8 +22,12 @@ public:
     void Write(const GDBusMethodInfo* method, GVariant* arguments, GVariant* reply,
                const char* fault);
 
+    // Why the record is incomplete; empty where it is not.
+    const std::string& Shortfall() const { return shortfall; }
+
 private:
     const std::string path;
+    std::string shortfall;
     std::FILE* file = nullptr;
 };
 

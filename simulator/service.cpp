@@ -173,6 +173,13 @@ Service::~Service()
     g_object_unref(skeleton);
 }
 
+void Service::CheckRecord() const
+{
+    if (!recorder.Shortfall().empty()) {
+        throw Failure(recorder.Shortfall());
+    }
+}
+
 // ---- The bus ----------------------------------------------------------------------------------
 
 void Service::Connect()

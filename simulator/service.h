@@ -25,6 +25,9 @@ public:
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 
+    // Throws Failure where a call is missing in the record.
+    void CheckRecord() const;
+
 private:
     struct Method;
     struct LateReply;
