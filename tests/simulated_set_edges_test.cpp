@@ -20,6 +20,7 @@ namespace
 {
 
 using ::testing::ElementsAre;
+using ::testing::MatchesRegex;
 
 std::vector<std::string> arrived;
 
@@ -188,6 +189,23 @@ TEST_F(SimulatedSetEdgesTest, LinksAreLeftToTheirOwners)
     EXPECT_TRUE(std::filesystem::is_symlink(In("rjp")));
     Start();
     EXPECT_EQ(SendRjp({1}), 0);
+}
+
+TEST_F(SimulatedSetEdgesTest, EndsAreNoticed)
+{
+    for (const int signal : {SIGINT, SIGHUP}) {
+        Start();
+        Stop(signal);
+    }
+    Start({"--record", "/dev/full"});
+    EXPECT_EQ(SendRjp({1}), 0);
+    Stop(SIGTERM, 1);
+    EXPECT_EQ(RunProgram({FA_SET_SIMULATOR, "fault", "clear"}, In("output")), 1);
+    EXPECT_EQ(TextOf(In("output")), "fa-set-simulator: fault: no set is on this bus\n");
+    Start({"--quiet"});
+    bus.Stop();
+    Stop(0, 1);
+    EXPECT_THAT(TextOf(In("output")), MatchesRegex("fa-set-simulator: the bus is gone[^\n]*\n"));
 }
 
 TEST_F(SimulatedSetEdgesTest, AKilledRunTakesItsBusAlong)

@@ -1,6 +1,7 @@
 // The simulated set, with the public library on one side and the serial lines on the other.
 #include <fa_platform/simulation.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -111,6 +112,12 @@ TEST_F(SimulatedSetTest, UartHasASpeedAndCanBeClosed)
     uart = OpenLine("uart");
     EXPECT_EQ(Send({1}, automation_send_message_by_ex_uart), 0);
     EXPECT_EQ(Read(uart, 1), Bytes{1});
+    // Opened again at once, it still has what nobody has read yet.
+    EXPECT_EQ(Send({2}, automation_send_message_by_ex_uart), 0);
+    EXPECT_EQ(automation_close_ex_uart(), 0);
+    EXPECT_EQ(automation_change_baud_rate_ex_uart(9600), 0);
+    EXPECT_EQ(Send({3}, automation_send_message_by_ex_uart), 0);
+    EXPECT_EQ(Read(uart, 2), (Bytes{2, 3}));
     close(uart);
 }
 
@@ -124,6 +131,11 @@ TEST_F(SimulatedSetTest, CommandsChangeTheSet)
     EXPECT_THAT(TextOf(In("profile.ini")), HasSubstr("284=95\n"));
     EXPECT_EQ(automation_copy_log_to_usb(), 0);
     EXPECT_EQ(TextOf(In("usb/logs/inner/a.log")), "hello");
+    std::filesystem::remove(In("usb/logs/inner/a.log"));
+    std::filesystem::create_symlink(In("elsewhere"), In("usb/logs/inner/a.log"));
+    EXPECT_EQ(automation_copy_log_to_usb(), -1);
+    EXPECT_FALSE(std::filesystem::exists(In("elsewhere")));
+    EXPECT_THAT(TextOf(In("output")), HasSubstr("stops at " + In("usb/logs/inner/a.log")));
     std::filesystem::remove_all(In("usb"));
     EXPECT_EQ(automation_copy_log_to_usb(), -1);
     const unsigned char unknown[] = {'X'};
@@ -134,6 +146,8 @@ TEST_F(SimulatedSetTest, CommandsChangeTheSet)
               R"("data":[74,65,80,65,78],"len":5},"result":1})"
               "\n"
               R"({"method":"CopyLogToUsb","arguments":{},"result":1})"
+              "\n"
+              R"({"method":"CopyLogToUsb","arguments":{},"result":0})"
               "\n"
               R"({"method":"CopyLogToUsb","arguments":{},"result":0})"
               "\n"
@@ -176,14 +190,23 @@ TEST_F(SimulatedSetTest, FailsOnDemand)
     leaving.join();
     EXPECT_TRUE(Wait([] { return RunProgram({FA_SET_SIMULATOR, "fault", "clear"}) == 0; }));
     EXPECT_EQ(automation_close_ex_uart(), 0);
-    EXPECT_EQ(RunProgram({FA_SET_SIMULATOR, "fault", "ss", "error"}, In("complaint")), 2);
-    EXPECT_EQ(TextOf(In("complaint")),
-              "fa-set-simulator: fault: ss has no fault error (--help tells more)\n");
+    const std::pair<Words, std::string> refused[] = {
+        {{"ss", "error"}, "ss has no fault error"},
+        {{"Nope", "error"}, "there is no method Nope"},
+        {{"ss", "burst", "1", "times", "2"}, "burst happens once and takes no times"},
+    };
+    for (const auto& [fault, reason] : refused) {
+        Words words{FA_SET_SIMULATOR, "fault"};
+        words.insert(words.end(), fault.begin(), fault.end());
+        EXPECT_EQ(RunProgram(words, In("complaint")), 2);
+        EXPECT_EQ(TextOf(In("complaint")),
+                  "fa-set-simulator: fault: " + reason + " (--help tells more)\n");
+    }
 }
 
 TEST_F(SimulatedSetTest, AnnouncesOddData)
 {
-    Start();
+    Start({"--record", In("record")});
     EXPECT_EQ(automation_register_callback_ep_protocol(Collect), 0);
     Fault({"GetEpProtocolData", "empty", "times", "1"});
     Fault({"ep", "burst", "1"});
@@ -199,11 +222,18 @@ TEST_F(SimulatedSetTest, AnnouncesOddData)
     }
     EXPECT_THAT(log.Take(), ::testing::Contains("E _autoamtion_signal_handler_ep: epData is full, "
                                                 "44 bytes dropped"));
+    const std::string call = R"({"method":"GetEpProtocolData","arguments":{},"data":[)";
+    EXPECT_THAT(TextOf(In("record")), HasSubstr(call + "],\"result\":1,\"fault\":\"empty\"}\n"));
+    EXPECT_THAT(TextOf(In("record")), HasSubstr(call + "2,0,1],\"result\":1}\n"));
 }
 
 TEST_F(SimulatedSetTest, RunsACommandAndLeavesNothing)
 {
     setenv("TMPDIR", In("").c_str(), 1);
+    ASSERT_EQ(mkfifo(In("fifo").c_str(), 0600), 0);
+    const std::string call =
+        "gdbus call --system -d org.kavra.tv.automation-service "
+        "-o /KVFacAutoObj -m org.kavra.tv.automationservice.";
     const struct {
         Words words;
         int status;
@@ -215,8 +245,22 @@ TEST_F(SimulatedSetTest, RunsACommandAndLeavesNothing)
         {{"run", "-q", "sh", "-c", "exit 7"}, 7, ""},
         {{"run", "-q", "--", "sh", "-c", "kill -9 $$"}, 137, ""},
         {{"run", "-q", "--", "sh", "-c", "kill -TERM $PPID; sleep 20"}, 143, ""},
+        {{"run", "-q", "--", "sh", "-c", "kill -INT $PPID; exec sleep 200"}, 130, ""},
+        {{"run", "-q", "--", "sh", "-c", "kill -HUP $PPID; exec sleep 200"}, 129, ""},
+        {{"run", "-q", "--", "sh", "-c", "pkill -P $PPID dbus-daemon; exec sleep 200"},
+         1,
+         "fa-set-simulator: the bus is gone"},
+        {{"run", "sh", "-c",
+          call + "ExecuteCommandWithData 82 1 '[74,65,80,65,78]' 5 && " + call +
+              "CopyLogToUsb && grep -q 284=95 $FA_PLATFORM_PROFILE"},
+         0,
+         "CopyLogToUsb() -> 1\n"},
         {{"run", "-q", "--", In("nothing")}, 127, "Failed to execute child process"},
         {{"run"}, 2, "fa-set-simulator: run needs a command (--help tells more)\n"},
+        {{"-q", "run", "true"}, 2, "the word run comes first"},
+        {{"run", "-p", FA_SET_SIMULATOR, "true"}, 1, "profile " FA_SET_SIMULATOR ": "},
+        {{"--line", "ss=x", "--line", "rjp=./x"}, 2, "ss and rjp cannot both be ./x"},
+        {{"--record", In("fifo")}, 1, "record " + In("fifo") + ": nobody reads from it"},
         {{"--line", "usb=x"}, 2, "--line takes uart, ss, rjp or ep"},
         {{"-p", In("none")}, 1, "fa-set-simulator: profile " + In("none") + ": No such file"},
         {{"--record", In("no/record")}, 1, "record " + In("no/record") + ": No such file"},
@@ -227,8 +271,10 @@ TEST_F(SimulatedSetTest, RunsACommandAndLeavesNothing)
         EXPECT_EQ(RunProgram(words, In("output")), each.status) << each.output;
         EXPECT_THAT(TextOf(In("output")), HasSubstr(each.output));
     }
-    std::filesystem::remove(In("output"));
-    std::filesystem::remove(In("profile.ini"));
+    EXPECT_THAT(TextOf(In("profile.ini")), HasSubstr("284=6\n"));
+    for (const char* file : {"output", "profile.ini", "fifo"}) {
+        std::filesystem::remove(In(file));
+    }
     EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
@@ -236,7 +282,7 @@ TEST_F(SimulatedSetTest, RunsACommandAndLeavesNothing)
 // neither process grows.
 TEST_F(SimulatedSetTest, LosesNothingUnderLoad)
 {
-    constexpr int kPackets = 10000;
+    constexpr std::size_t kPackets = 10000;
     Start({"--quiet", "--gap", "0"});
     fa_platform::SetLogSink([](int, int, const std::string&, const std::string&) {});
     int lines[3];
@@ -246,34 +292,36 @@ TEST_F(SimulatedSetTest, LosesNothingUnderLoad)
     }
     const int uart = OpenLine("uart");
     std::mt19937 random(1);
-    const auto packet = [&] {
-        Bytes bytes(1 + random() % 255);
-        std::generate(bytes.begin(), bytes.end(), [&] { return 1 + random() % 255; });
-        return bytes;
-    };
+    std::size_t packets = 0;
     long before = 0;
-    for (int i = 0; i < kPackets; ++i) {
-        const Bytes bytes = packet();
-        const int line = static_cast<int>(random() % 5);
+    while (packets < kPackets) {
+        const std::size_t length = 1 + random() % 255;
+        const auto line = random() % 5;
+        // Several packets at once where no silence has to tell them apart.
+        std::deque<Bytes> burst(line == 1 || line == 2 ? 1 : 8, Bytes(length));
+        Bytes all;
+        for (Bytes& bytes : burst) {
+            std::generate(bytes.begin(), bytes.end(), [&] { return 1 + random() % 255; });
+            all.insert(all.end(), bytes.begin(), bytes.end());
+        }
         if (line > 2) {
-            ASSERT_EQ(Send(bytes, line == 3 ? automation_send_message_by_ex_uart
-                                            : automation_send_rjp_data),
-                      0);
-            ASSERT_EQ(Read(line == 3 ? uart : lines[1], bytes.size()), bytes);
-            continue;
+            for (const Bytes& bytes : burst) {
+                ASSERT_EQ(Send(bytes, line == 3 ? automation_send_message_by_ex_uart
+                                                : automation_send_rjp_data),
+                          0);
+            }
+            ASSERT_EQ(Read(line == 3 ? uart : lines[1], all.size()), all);
+        } else {
+            if (line == 0) {
+                automation_change_packet_length_serial_source(static_cast<unsigned int>(length));
+            }
+            ASSERT_EQ(write(lines[line], all.data(), all.size()), ssize_t(all.size()));
+            ASSERT_TRUE(Wait([&] { return arrived.size() >= burst.size(); }));
+            ASSERT_EQ(arrived, burst);
+            arrived.clear();
         }
-        if (line == 0) {
-            automation_change_packet_length_serial_source(static_cast<unsigned int>(bytes.size()));
-        }
-        // Two at once where the framing tells them apart.
-        const std::size_t copies = line == 0 ? 2 : 1;
-        for (std::size_t copy = 0; copy < copies; ++copy) {
-            ASSERT_EQ(write(lines[line], bytes.data(), bytes.size()), ssize_t(bytes.size()));
-        }
-        ASSERT_TRUE(Wait([&] { return arrived.size() == copies; }));
-        ASSERT_EQ(arrived, std::deque<Bytes>(copies, bytes));
-        arrived.clear();
-        if (i == kPackets / 10) {
+        packets += burst.size();
+        if (before == 0 && packets > kPackets / 10) {
             before = ResidentKilobytes(set) + ResidentKilobytes(getpid());
         }
     }

@@ -23,6 +23,9 @@ GPid Spawn(const Words& words, const std::string& outputFile)
     arguments.push_back(nullptr);
     const pid_t child = fork();
     if (child == 0) {
+        // No matter whether the tests run at a terminal or under nohup.
+        setsid();
+        std::signal(SIGHUP, SIG_DFL);
         const int output = open(outputFile.empty() ? "/dev/null" : outputFile.c_str(),
                                 O_WRONLY | O_CREAT | O_TRUNC, 0600);
         dup2(output, STDOUT_FILENO);
@@ -90,10 +93,10 @@ void SimulatedSetTest::Start(const Words& options)
     }));
 }
 
-void SimulatedSetTest::Stop()
+void SimulatedSetTest::Stop(int signal, int status)
 {
-    kill(set, SIGTERM);
-    EXPECT_EQ(WaitFor(std::exchange(set, 0)), 0);
+    kill(set, signal);
+    EXPECT_EQ(WaitFor(std::exchange(set, 0)), status);
     EXPECT_FALSE(std::filesystem::is_symlink(In("uart")));
     EXPECT_FALSE(std::filesystem::is_symlink(In("ss")));
 }

@@ -7,6 +7,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -32,7 +33,8 @@ protected:
     ~SimulatedSetTest() override;
 
     void Start(const Words& options = {});
-    void Stop();
+    // Signals the set, waits for its end and checks its status.
+    void Stop(int signal = SIGTERM, int status = 0);
     void Fault(const Words& words);
 
     std::string In(const std::string& name) const { return (folder / name).string(); }
