@@ -10,8 +10,8 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <string>
+
+#include "support/resident_memory.h"
 
 // Takes the platform log's place: nobody reads so many lines.
 int __dlog_print(int, int, const char*, const char*, ...)
@@ -37,17 +37,6 @@ void Count(ProtocolData_s* data)
     }
     inOrder = inOrder && data->iSize == kPacketLength && number == received;
     ++received;
-}
-
-long Kilobytes(pid_t process)
-{
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    std::string word;
-    while (status >> word && word != "VmRSS:") {
-    }
-    long kilobytes = 0;
-    status >> kilobytes;
-    return kilobytes;
 }
 
 bool Call(long number)
@@ -113,7 +102,8 @@ int main(int argc, char** argv)
             }
         }
         std::printf("%ld calls, %ld events; resident: %ld KiB here, %ld KiB the set\n",
-                    calls / kSteps * step, received, Kilobytes(getpid()), Kilobytes(getppid()));
+                    calls / kSteps * step, received, ResidentKilobytes(getpid()),
+                    ResidentKilobytes(getppid()));
         std::fflush(stdout);
     }
     return EXIT_SUCCESS;

@@ -12,6 +12,7 @@
 #include <random>
 #include <thread>
 
+#include "support/resident_memory.h"
 #include "support/simulated_set.h"
 
 namespace
@@ -52,17 +53,6 @@ speed_t SpeedOf(int line)
     termios settings{};
     tcgetattr(line, &settings);
     return cfgetospeed(&settings);
-}
-
-long ResidentKilobytes(GPid process)
-{
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    std::string word;
-    while (status >> word && word != "VmRSS:") {
-    }
-    long kilobytes = 0;
-    status >> kilobytes;
-    return kilobytes;
 }
 
 TEST_F(SimulatedSetTest, LinesCarryBytesBothWays)
