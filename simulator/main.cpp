@@ -64,9 +64,9 @@ void ChangeFaults(const std::vector<std::string>& words)
     if (error != nullptr) {
         g_dbus_error_strip_remote_error(error);
         if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS)) {
-            const fa::UsageError wrong(error->message);
+            const std::string reason = error->message;
             g_error_free(error);
-            throw wrong;
+            throw fa::UsageError(reason);
         }
         fa::ThrowError("fault", error);
     }

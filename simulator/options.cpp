@@ -65,7 +65,7 @@ void ReadLink(const std::string& text, Options& options)
     const std::string path = text.substr(equals + 1);
     for (const auto& [other, otherPath] : options.links) {
         if (other != name && Normalized(otherPath) == Normalized(path)) {
-            throw UsageError("--line: " + other + " and " + name + " cannot both be " + path);
+            throw UsageError("--line: two lines cannot both be " + path);
         }
     }
     options.links[name] = path;

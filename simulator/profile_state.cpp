@@ -27,6 +27,13 @@ GKeyFile* LoadProfile(const std::string& path)
     return static_cast<GKeyFile*>(g_steal_pointer(&profile));
 }
 
+void CheckWritable(const std::string& path)
+{
+    if (access(path.c_str(), W_OK) != 0) {
+        throw Failure("profile: cannot write " + path + ": " + g_strerror(errno));
+    }
+}
+
 }  // namespace
 
 void ReadProfile(const std::string& path)
@@ -37,13 +44,9 @@ void ReadProfile(const std::string& path)
 void CheckProfile(const std::string& path)
 {
     ReadProfile(path);
+    CheckWritable(path);
     // A change puts a new file in the place of the old one.
-    const std::string folder = std::filesystem::canonical(path).parent_path().string();
-    for (const std::string& each : {path, folder}) {
-        if (access(each.c_str(), W_OK) != 0) {
-            throw Failure("profile " + path + ": cannot write " + each + ": " + g_strerror(errno));
-        }
-    }
+    CheckWritable(std::filesystem::canonical(path).parent_path().string());
 }
 
 std::optional<unsigned int> FindLocalSet(const Bytes& name)
