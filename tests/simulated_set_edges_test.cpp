@@ -8,11 +8,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <iterator>
-#include <thread>
 
 #include "support/simulated_set.h"
 
@@ -162,9 +160,9 @@ TEST_F(SimulatedSetEdgesTest, SlowApplicationsFetchLittleInVain)
     Start({"--quiet", "--record", In("record")});
     ASSERT_EQ(automation_register_callback_serial_source(Collect), 0);
     Fault({"ss", "burst", "100"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    g_usleep(2'500'000);
     EXPECT_TRUE(Wait([] { return arrived.size() == 100; }));
-    EXPECT_FALSE(Wait([] { return arrived.size() > 100; }, std::chrono::milliseconds(300)));
+    EXPECT_TRUE(Wait([] { return g_main_context_pending(nullptr) == FALSE; }));
     const std::string record = TextOf(In("record"));
     EXPECT_LE(std::count(record.begin(), record.end(), '\n'), 103);
 }
@@ -200,8 +198,6 @@ TEST_F(SimulatedSetEdgesTest, EndsAreNoticed)
     Start({"--record", "/dev/full"});
     EXPECT_EQ(SendRjp({1}), 0);
     Stop(SIGTERM, 1);
-    EXPECT_EQ(RunProgram({FA_SET_SIMULATOR, "fault", "clear"}, In("output")), 1);
-    EXPECT_EQ(TextOf(In("output")), "fa-set-simulator: fault: no set is on this bus\n");
     Start({"--quiet"});
     bus.Stop();
     Stop(0, 1);

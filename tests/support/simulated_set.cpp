@@ -113,10 +113,9 @@ int SimulatedSetTest::OpenLine(const std::string& name) const
     return open(In(name).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
 }
 
-bool SimulatedSetTest::Wait(const std::function<bool()>& condition,
-                            std::chrono::milliseconds patience)
+bool SimulatedSetTest::Wait(const std::function<bool()>& condition)
 {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <functional>
@@ -40,8 +39,7 @@ protected:
     std::string In(const std::string& name) const { return (folder / name).string(); }
     int OpenLine(const std::string& name) const;
     // Iterates the main context until the condition holds; false when it never does.
-    static bool Wait(const std::function<bool()>& condition,
-                     std::chrono::milliseconds patience = std::chrono::seconds(20));
+    static bool Wait(const std::function<bool()>& condition);
     static Bytes Read(int line, std::size_t count);
 
     std::filesystem::path folder;
