@@ -42,7 +42,8 @@ SerialLine::~SerialLine()
 
 void SerialLine::Open()
 {
-    if (state == State::kClosing && Unread() > 0) {
+    // Unread() does not see yet what has only just been written.
+    if (state == State::kClosing) {
         StopSource(closeTimer);
         state = State::kOpen;
         return;

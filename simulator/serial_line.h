@@ -22,8 +22,8 @@ public:
     SerialLine(const SerialLine&) = delete;
     SerialLine& operator=(const SerialLine&) = delete;
 
-    // Makes the pseudo-terminal in raw mode, a new one each time but where the other end has yet to
-    // read what was sent before a Close(). Throws Failure.
+    // Makes the pseudo-terminal in raw mode, a new one each time; only where Close() has yet to
+    // hang up, the old one stays with what it holds. Throws Failure.
     void Open();
 
     // Refuses all that is sent from now on, and hangs up when the other end has read what was sent
