@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "event_sources.h"
+
 namespace fa
 {
 
@@ -15,13 +17,6 @@ constexpr std::size_t kMostPackets = 64;
 constexpr guint kQuietMs = 1000;
 constexpr guint kMostQuietMs = 4000;
 constexpr guint kCatchUpMs = 20;
-
-void StopTimer(guint& id)
-{
-    if (id != 0) {
-        g_source_remove(std::exchange(id, 0));
-    }
-}
 
 }  // namespace
 
@@ -36,8 +31,8 @@ ProtocolQueue::ProtocolQueue(const std::string& lineName, const std::string& lin
 
 ProtocolQueue::~ProtocolQueue()
 {
-    StopTimer(silenceTimer);
-    StopTimer(quietTimer);
+    StopSource(silenceTimer);
+    StopSource(quietTimer);
 }
 
 void ProtocolQueue::SetPacketLength(std::size_t length)
@@ -63,7 +58,7 @@ void ProtocolQueue::Cut()
     }
     partial.erase(partial.begin(), begin);
 
-    StopTimer(silenceTimer);
+    StopSource(silenceTimer);
     if (packetLength == 0 && !partial.empty()) {
         // Behind the line's own events: what has arrived by now is read before the packet ends.
         silenceTimer = g_timeout_add_full(G_PRIORITY_LOW, gapMs, OnSilence, this, nullptr);
@@ -112,7 +107,7 @@ void ProtocolQueue::Announce(const Bytes& packet)
 
 void ProtocolQueue::RestartQuietTimer(guint milliseconds)
 {
-    StopTimer(quietTimer);
+    StopSource(quietTimer);
     quietMs = milliseconds;
     if (!packets.empty()) {
         quietTimer = g_timeout_add(milliseconds, OnQuiet, this);

@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "event_sources.h"
+
 namespace fa
 {
 
@@ -20,13 +22,6 @@ namespace
 constexpr std::size_t kMostWaiting = 1U << 20U;
 constexpr guint kCloseStepMs = 10;
 constexpr int kCloseSteps = 100;
-
-void StopSource(guint& id)
-{
-    if (id != 0) {
-        g_source_remove(std::exchange(id, 0));
-    }
-}
 
 }  // namespace
 

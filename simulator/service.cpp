@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "event_sources.h"
 #include "log_copy.h"
 #include "profile_state.h"
 
@@ -164,11 +165,8 @@ Service::Service(const Options& theOptions, std::function<void(const std::string
 Service::~Service()
 {
     Leave();
-    for (const guint timer : {leaveTimer, rejoinTimer}) {
-        if (timer != 0) {
-            g_source_remove(timer);
-        }
-    }
+    StopSource(leaveTimer);
+    StopSource(rejoinTimer);
     g_object_unref(control);
     g_object_unref(skeleton);
 }
@@ -292,8 +290,8 @@ void Service::OnCall(GClosure* closure, GValue* handled, guint /*count*/, const 
     if (method != nullptr) {
         static_cast<Service*>(closure->data)->Answer(*method, invocation);
     }
-    g_value_set_boolean(handled,
-                        method != nullptr);  // else GDBus says that there is no such method
+    // What is not handled GDBus answers: there is no such method.
+    g_value_set_boolean(handled, method != nullptr);
 }
 
 // Takes over the invocation.
@@ -317,7 +315,7 @@ void Service::Answer(const Method& method, GDBusMethodInvocation* invocation)
                 data = NewData(LongPacket(fault->value));
             } else if (is(FaultKind::kEmpty) || result == kRefused || oldest == nullptr) {
                 data = NewEmptyData();
-                result = is(FaultKind::kEmpty) ? kDone : kRefused;
+                result = is(FaultKind::kEmpty) || is(FaultKind::kResult) ? result : kRefused;
             } else {
                 data = NewData(*oldest);
             }
@@ -418,9 +416,7 @@ gboolean Service::OnLeave(gpointer self)
 
 void Service::RestartTimer(guint& timer, guint milliseconds, GSourceFunc function)
 {
-    if (timer != 0) {
-        g_source_remove(timer);
-    }
+    StopSource(timer);
     timer = milliseconds != 0 ? g_timeout_add(milliseconds, function, this)
                               : g_idle_add(function, this);
 }
