@@ -14,6 +14,8 @@ namespace fa
 namespace
 {
 
+constexpr std::size_t kMostCalls = 10'000;
+
 // A reply is the result in its structure, behind the data where there is any.
 void AddReply(JsonBuilder* builder, GVariant* reply)
 {
@@ -54,12 +56,9 @@ Recorder::~Recorder()
     }
 }
 
-void Recorder::Write(const GDBusMethodInfo* method, GVariant* arguments, GVariant* reply,
-                     const char* fault)
+const std::string& Recorder::Write(const GDBusMethodInfo* method, GVariant* arguments,
+                                   GVariant* reply, const char* fault)
 {
-    if (file == nullptr) {
-        return;
-    }
     g_autoptr(JsonBuilder) builder = json_builder_new();
     json_builder_begin_object(builder);
     json_builder_set_member_name(builder, "method");
@@ -83,9 +82,13 @@ void Recorder::Write(const GDBusMethodInfo* method, GVariant* arguments, GVarian
 
     g_autoptr(JsonNode) root = json_builder_get_root(builder);
     g_autofree char* line = json_to_string(root, FALSE);
-    if (std::fprintf(file, "%s\n", line) < 0 || std::fflush(file) != 0) {
+    if (file != nullptr && (std::fprintf(file, "%s\n", line) < 0 || std::fflush(file) != 0)) {
         shortfall = "record " + path + ": " + g_strerror(errno);
     }
+    if (calls.size() == kMostCalls) {
+        calls.pop_front();
+    }
+    return calls.emplace_back(line);
 }
 
 }  // namespace fa

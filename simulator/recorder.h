@@ -4,6 +4,7 @@
 #include <gio/gio.h>
 
 #include <cstdio>
+#include <deque>
 #include <string>
 
 namespace fa
@@ -18,9 +19,14 @@ public:
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
 
-    // `reply` is null where no result was given; `fault` names the fault that had a hand in it.
-    void Write(const GDBusMethodInfo* method, GVariant* arguments, GVariant* reply,
-               const char* fault);
+    // Keeps a call, and returns it as its line. `reply` is null where no result was given; `fault`
+    // names the fault that had a hand in it.
+    const std::string& Write(const GDBusMethodInfo* method, GVariant* arguments, GVariant* reply,
+                             const char* fault);
+
+    // The latest calls, oldest first.
+    const std::deque<std::string>& Calls() const { return calls; }
+    void ForgetCalls() { calls.clear(); }
 
     // Why the record is incomplete; empty where it is not.
     const std::string& Shortfall() const { return shortfall; }
@@ -28,6 +34,7 @@ public:
 private:
     const std::string path;
     std::string shortfall;
+    std::deque<std::string> calls;
     std::FILE* file = nullptr;
 };
 

@@ -152,6 +152,9 @@ Service::Service(const Options& theOptions, std::function<void(const std::string
     }
     g_signal_connect(control, "handle-set-fault", G_CALLBACK(OnSetFault), this);
     g_signal_connect(control, "handle-clear-faults", G_CALLBACK(OnClearFaults), this);
+    g_signal_connect(control, "handle-get-calls", G_CALLBACK(OnGetCalls), this);
+    g_signal_connect(control, "handle-forget-calls", G_CALLBACK(OnForgetCalls), this);
+    g_signal_connect(control, "handle-write-packet", G_CALLBACK(OnWritePacket), this);
     // The links of a set that is there already stay its own, and whoever sees the name finds the
     // lines.
     Connect();
@@ -334,8 +337,11 @@ void Service::Answer(const Method& method, GDBusMethodInvocation* invocation)
     Say("%s(%s) -> %s%s%s", method.name, Describe(arguments).c_str(),
         reply != nullptr ? Describe(reply).c_str() : "nothing", fault ? ", fault: " : "",
         fault ? fault->name : "");
-    recorder.Write(g_dbus_method_invocation_get_method_info(invocation), arguments, reply,
-                   fault ? fault->name : nullptr);
+    simulator_control_emit_called(
+        control, recorder
+                     .Write(g_dbus_method_invocation_get_method_info(invocation), arguments, reply,
+                            fault ? fault->name : nullptr)
+                     .c_str());
 
     if (is(FaultKind::kError)) {
         g_dbus_method_invocation_return_dbus_error(invocation, kErrorName, "a fault on demand");
@@ -357,20 +363,72 @@ gboolean Service::OnLateReply(gpointer late)
     return G_SOURCE_REMOVE;
 }
 
-// ---- The faults -------------------------------------------------------------------------------
+// ---- The control interface --------------------------------------------------------------------
 
-gboolean Service::OnSetFault(SimulatorControl* control, GDBusMethodInvocation* invocation,
-                             const char* target, const char* kind, gint value, guint times,
-                             gpointer self)
+// Does what is asked for and answers it, or says what is wrong with it.
+template <typename Request>
+gboolean Service::Attempt(GDBusMethodInvocation* invocation, Request request)
 {
     try {
-        static_cast<Service*>(self)->SetFault({target, kind, value, times});
-        simulator_control_complete_set_fault(control, invocation);
+        request();
     } catch (const Failure& failure) {
         g_dbus_method_invocation_return_dbus_error(
             invocation, "org.freedesktop.DBus.Error.InvalidArgs", failure.what());
     }
     return TRUE;
+}
+
+gboolean Service::OnGetCalls(SimulatorControl* control, GDBusMethodInvocation* invocation,
+                             gpointer self)
+{
+    std::vector<const char*> calls;
+    for (const std::string& call : static_cast<Service*>(self)->recorder.Calls()) {
+        calls.push_back(call.c_str());
+    }
+    calls.push_back(nullptr);
+    simulator_control_complete_get_calls(control, invocation, calls.data());
+    return TRUE;
+}
+
+gboolean Service::OnForgetCalls(SimulatorControl* control, GDBusMethodInvocation* invocation,
+                                gpointer self)
+{
+    static_cast<Service*>(self)->recorder.ForgetCalls();
+    simulator_control_complete_forget_calls(control, invocation);
+    return TRUE;
+}
+
+gboolean Service::OnWritePacket(SimulatorControl* control, GDBusMethodInvocation* invocation,
+                                const char* line, GVariant* bytes, gpointer self)
+{
+    return Attempt(invocation, [&] {
+        static_cast<Service*>(self)->WritePacket(line, bytes);
+        simulator_control_complete_write_packet(control, invocation);
+    });
+}
+
+void Service::WritePacket(const std::string& line, GVariant* bytes)
+{
+    if (line != "ss" && line != "rjp" && line != "ep") {
+        throw Failure("packets come in on ss, rjp and ep, not on \"" + line + "\"");
+    }
+    gsize count = 0;
+    const auto* elements =
+        static_cast<const guint8*>(g_variant_get_fixed_array(bytes, &count, sizeof(guint8)));
+    if (count == 0 || count > kMostPacketBytes) {
+        throw Failure("a packet has 1 to 256 bytes, not " + std::to_string(count));
+    }
+    FindQueue(line)->Push(Bytes(elements, elements + count));
+}
+
+gboolean Service::OnSetFault(SimulatorControl* control, GDBusMethodInvocation* invocation,
+                             const char* target, const char* kind, gint value, guint times,
+                             gpointer self)
+{
+    return Attempt(invocation, [&] {
+        static_cast<Service*>(self)->SetFault({target, kind, value, times});
+        simulator_control_complete_set_fault(control, invocation);
+    });
 }
 
 gboolean Service::OnClearFaults(SimulatorControl* control, GDBusMethodInvocation* invocation,

@@ -49,7 +49,16 @@ private:
     void Answer(const Method& method, GDBusMethodInvocation* invocation);
     static gboolean OnLateReply(gpointer late);
 
-    // The faults.
+    // The control interface.
+    template <typename Request>
+    static gboolean Attempt(GDBusMethodInvocation* invocation, Request request);
+    static gboolean OnGetCalls(SimulatorControl* control, GDBusMethodInvocation* invocation,
+                               gpointer self);
+    static gboolean OnForgetCalls(SimulatorControl* control, GDBusMethodInvocation* invocation,
+                                  gpointer self);
+    static gboolean OnWritePacket(SimulatorControl* control, GDBusMethodInvocation* invocation,
+                                  const char* line, GVariant* bytes, gpointer self);
+    void WritePacket(const std::string& line, GVariant* bytes);
     static gboolean OnSetFault(SimulatorControl*, GDBusMethodInvocation* invocation,
                                const char* target, const char* kind, gint value, guint times,
                                gpointer self);

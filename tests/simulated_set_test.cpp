@@ -206,6 +206,51 @@ TEST_F(SimulatedSetTest, AnnouncesOddData)
     EXPECT_THAT(TextOf(In("record")), HasSubstr(call + "2,0,1],\"result\":1}\n"));
 }
 
+TEST_F(SimulatedSetTest, AnswersWhoAsksIt)
+{
+    Start();
+    g_autoptr(GDBusConnection) connection = bus.Connect();
+    const auto ask = [&](const char* method, const char* arguments) {
+        GError* error = nullptr;
+        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+            connection, "org.kavra.tv.automation-service", "/KVFacAutoObj",
+            "org.kavra.tv.automationservice.Simulator", method, g_variant_new_parsed(arguments),
+            nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+        g_autofree char* text = reply != nullptr ? g_variant_print(reply, TRUE) : nullptr;
+        const std::string answer = reply != nullptr ? text : error->message;
+        g_clear_error(&error);
+        return answer;
+    };
+    EXPECT_EQ(automation_register_callback_serial_source(Collect), 0);
+    EXPECT_EQ(automation_change_packet_length_serial_source(2), 0);
+    EXPECT_EQ(ask("WritePacket", "('ss', [byte 1, 0, 255])"), "()");
+    EXPECT_EQ(ask("WritePacket", "('ss', [byte 4])"), "()");
+    EXPECT_TRUE(Wait([] { return arrived.size() == 2; }));
+    EXPECT_THAT(arrived, ElementsAre(Bytes{1, 0, 255}, Bytes{4}));
+    EXPECT_THAT(ask("WritePacket", "('uart', [byte 4])"), HasSubstr("InvalidArgs: packets come"));
+    EXPECT_THAT(ask("WritePacket", "('ss', @ay [])"), HasSubstr("InvalidArgs: a packet has 1"));
+    EXPECT_THAT(ask("WritePacket", "('gone', [byte 4])"), HasSubstr("not on \"gone\""));
+    const std::string fetch = R"('{"method":"GetSsProtocolData","arguments":{},"data":[)";
+    EXPECT_EQ(
+        ask("GetCalls", "()"),
+        R"((['{"method":"ChangePacketLengthSerialSource","arguments":{"len":2},"result":1}', )" +
+            fetch + R"(3,1,0,255],"result":1}', )" + fetch + R"(1,4],"result":1}'],))");
+    int called = 0;
+    g_dbus_connection_signal_subscribe(
+        connection, nullptr, nullptr, "Called", nullptr, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
+        [](GDBusConnection*, const char*, const char*, const char*, const char*, GVariant* call,
+           gpointer count) {
+            g_autofree char* text = g_variant_print(call, FALSE);
+            EXPECT_STREQ(text, R"(('{"method":"CloseExUart","arguments":{},"result":1}',))");
+            ++*static_cast<int*>(count);
+        },
+        &called, nullptr);
+    EXPECT_EQ(ask("ForgetCalls", "()"), "()");
+    EXPECT_EQ(ask("GetCalls", "()"), "(@as [],)");
+    EXPECT_EQ(automation_close_ex_uart(), 0);
+    EXPECT_TRUE(Wait([&] { return called == 1; }));
+}
+
 TEST_F(SimulatedSetTest, RunsACommandAndLeavesNothing)
 {
     setenv("TMPDIR", In("").c_str(), 1);
