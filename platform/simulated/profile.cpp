@@ -36,6 +36,50 @@ GKeyFile* LoadProfile()
     return profile;
 }
 
+// What an entry's value stands for; nothing where an escape is unknown. GLib's own reader of values
+// takes UTF-8 only, and the texts of a set may be any bytes.
+std::optional<std::string> Unescape(const char* value)
+{
+    std::string text;
+    for (; *value != '\0'; ++value) {
+        if (*value != '\\') {
+            text += *value;
+            continue;
+        }
+        ++value;
+        switch (*value) {
+            case '\\':
+                text += '\\';
+                break;
+            case 's':
+                text += ' ';
+                break;
+            case 'n':
+                text += '\n';
+                break;
+            case 't':
+                text += '\t';
+                break;
+            case 'r':
+                text += '\r';
+                break;
+            case 'x': {
+                const int high = g_ascii_xdigit_value(value[1]);
+                const int low = high >= 0 ? g_ascii_xdigit_value(value[2]) : -1;
+                if (low < 0 || high + low == 0) {
+                    return std::nullopt;
+                }
+                text += static_cast<char>(high * 16 + low);
+                value += 2;
+                break;
+            }
+            default:
+                return std::nullopt;
+        }
+    }
+    return text;
+}
+
 }  // namespace
 
 namespace fa_platform
@@ -66,8 +110,16 @@ void Announce(const std::string& query)
 std::optional<std::string> FindText(const char* group, const std::string& key)
 {
     g_autoptr(GKeyFile) profile = LoadProfile();
-    g_autofree char* text = g_key_file_get_string(profile, group, key.c_str(), nullptr);
-    return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+    g_autofree char* value = g_key_file_get_value(profile, group, key.c_str(), nullptr);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    std::optional<std::string> text = Unescape(value);
+    if (!text) {
+        std::fprintf(stderr, "fa_platform: %s=%s in [%s] has an unknown escape\n", key.c_str(),
+                     value, group);
+    }
+    return text;
 }
 
 std::optional<long long> FindNumber(const char* group, const std::string& key)

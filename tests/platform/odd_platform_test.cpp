@@ -1,0 +1,57 @@
+// A platform that answers what a profile cannot say: the profile is as near as it can be, and each
+// loss is told. The functions here take the place of the simulated platform's.
+#include "platform/profile/profile_text.h"
+
+#include <fa_platform/bluetooth.h>
+#include <fa_platform/factory.h>
+#include <fa_platform/system_info.h>
+#include <fa_platform/video_enhance.h>
+#include <gmock/gmock.h>
+
+#include <cstring>
+
+int system_info_get_value_string(int key, char** value)
+{
+    *value = key == 128 ? nullptr : strdup("text");
+    return key == 128 ? 0 : 5;
+}
+
+int bt_adapter_get_chip_version(int*)
+{
+    return -61;
+}
+
+int ve_start_local_dimming_test(unsigned char, unsigned int* value)
+{
+    *value = 0x2A;
+    return 1;
+}
+
+int factory_get_option_string_data(int, char* buffer, unsigned int* length)
+{
+    std::memset(buffer, 'o', 128);
+    *length = 128;
+    return 0;
+}
+
+TEST(OddPlatform, IsToldAsNearAsAProfileCan)
+{
+    const fa::PlatformProfile profile = fa::AskPlatform();
+    for (const std::string part :
+         {"[system_info_string]\n0=text\n# 128: the query fails with 0\n# 133: the query fails "
+          "with 5\n",
+          "# chip_version: the query fails with -61\n", "\n7=0x0000002A\n8=0x0000002A\n"}) {
+        EXPECT_THAT(profile.text, testing::HasSubstr(part));
+    }
+    EXPECT_THAT(profile.text, testing::EndsWith("\n254=" + std::string(127, 'o') + "\n"));
+    const char inSpite[] = " and has an answer all the same; in the profile it succeeds";
+    EXPECT_THAT(
+        profile.losses,
+        testing::ElementsAre(
+            std::string("system information string 0 fails with 5") + inSpite,
+            "system information string 128 succeeds without a text; in the profile it fails",
+            std::string("local-dimming version 7 fails with 1") + inSpite,
+            std::string("local-dimming version 8 fails with 1") + inSpite,
+            "factory option 254 has bytes after the end of its text",
+            "factory option 254 has the length 128; in the profile it is 127"));
+}
