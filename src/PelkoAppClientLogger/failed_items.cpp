@@ -1,6 +1,7 @@
 // The process-wide record of failed items and the notes that raw reports show of it.
 #include <fa_api/PelkoAppClientLogger.h>
 
+#include "PelkoAppClientLogger/report_words.h"
 #include "PelkoAppClientLogger/text_format.h"
 
 std::map<PelkoAppClientLogger::CodePair, PelkoAppClientLogger::FailedItem>
@@ -28,7 +29,8 @@ bool PelkoAppClientLogger::m_GetFailedLog(std::string& note, unsigned char code1
         return true;
     }
     const PelkoItem_s& item = failed->second.item;
-    note += failed->second.type == INSPECTION_AUTO ? "auto;" : "normal;";
+    note += failed->second.type == INSPECTION_AUTO ? fa::kAuto : fa::kNormal;
+    note += ';';
     fa::AppendNumber(note, item.ulStartTime);
     note += ';';
     fa::AppendNumber(note, item.ulDuration);

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "PelkoAppClientLogger/record_fields.h"
+#include "PelkoAppClientLogger/report_words.h"
 #include "PelkoAppClientLogger/text_format.h"
 #include "common/log.h"
 
@@ -21,11 +22,11 @@ const char* ResultWord(const PelkoTestInfo_s& info)
 {
     switch (info.iRunState) {
         case 3:
-            return info.iFailCount > 0 ? "fail" : "pass";
+            return info.iFailCount > 0 ? fa::kFail : fa::kPass;
         case 4:
-            return "timeout";
+            return fa::kTimeout;
         case 5:
-            return "stop";
+            return fa::kStop;
         default:
             return "";
     }

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "PelkoAppClientLogger/record_fields.h"
+#include "PelkoAppClientLogger/report_words.h"
 #include "PelkoAppClientLogger/sub_item_names.h"
 #include "PelkoAppClientLogger/text_format.h"
 
@@ -18,27 +19,10 @@ constexpr int kLastSimpleSpecIndex = 13;
 constexpr std::size_t kTypicalSection = 4096;
 constexpr std::size_t kTypicalValue = 32;
 
-const char* ValueSeparator(Mode_e mode)
+std::string_view ValueSeparator(Mode_e mode)
 {
-    return mode == PelkoAppClientLogger::MODE_SIMPLE ? "\n    " : ",";
-}
-
-const char* SpecOperator(int specType)
-{
-    switch (specType) {
-        case SPEC_NOT_EQUAL:
-            return "!=";
-        case SPEC_GREATER_EQUAL:
-            return ">=";
-        case SPEC_LESS_EQUAL:
-            return "<=";
-        case SPEC_GREATER:
-            return ">";
-        case SPEC_LESS:
-            return "<";
-        default:
-            return "";
-    }
+    return mode == PelkoAppClientLogger::MODE_SIMPLE ? fa::kSimpleListSeparator
+                                                     : fa::kListSeparator;
 }
 
 // As many result values as the record claims, which may be more than it holds.
@@ -127,7 +111,7 @@ bool PelkoAppClientLogger::GetItemLog(std::string& section, PelkoItem_s* item, i
     if (m_GetMsgDataLog(value, item)) {
         fa::AppendLine(section, "data", value);
     }
-    fa::AppendLine(section, "result", item->ulResult <= 3 ? "pass" : "fail");
+    fa::AppendLine(section, "result", item->ulResult <= 3 ? fa::kPass : fa::kFail);
     if (m_mode != MODE_SIMPLE) {
         fa::AppendNumberLine(section, "duration", item->ulDuration);
         fa::AppendNumberLine(section, "retrycount", item->iRetryCount);
@@ -164,7 +148,8 @@ bool PelkoAppClientLogger::GetItemLog(std::string& section, PelkoItem_s* item, i
     }
     if (m_mode != MODE_SIMPLE) {
         const bool shortTid = item->iTid >= 1 && item->iTid <= 9;
-        fa::AppendLine(section, "insptype", item->eInspType == INSPECTION_AUTO ? "auto" : "normal");
+        fa::AppendLine(section, "insptype",
+                       item->eInspType == INSPECTION_AUTO ? fa::kAuto : fa::kNormal);
         fa::AppendNumberLine(section, "tid", shortTid ? item->iTid : item->lTid);
         fa::AppendNumberLine(section, "starttime", item->ulStartTime);
     }
@@ -248,7 +233,7 @@ bool PelkoAppClientLogger::m_GetSpecLog(std::string& text, PelkoItem_s* item)
                 !m_ValueToString(value, item->astSpec[1], type)) {
                 return false;
             }
-            spec.append("~").append(value);
+            spec.append(fa::kSpecRange).append(value);
             break;
         case SPEC_LIST: {
             const int count = fa::CountIn(item->astSpec, item->iSpecCount);
@@ -261,7 +246,7 @@ bool PelkoAppClientLogger::m_GetSpecLog(std::string& text, PelkoItem_s* item)
                     spec += ValueSeparator(m_mode);
                 }
                 if (m_mode == MODE_SIMPLE && i == kLastSimpleSpecIndex) {
-                    spec += "...";
+                    spec += fa::kSimpleListEnd;
                     break;
                 }
             }
@@ -271,7 +256,7 @@ bool PelkoAppClientLogger::m_GetSpecLog(std::string& text, PelkoItem_s* item)
             if (!m_ValueToString(spec, item->astSpec[0], type)) {
                 return false;
             }
-            spec += SpecOperator(item->iSpecType);
+            spec += fa::SpecOperator(item->iSpecType);
             break;
     }
     text = std::move(spec);

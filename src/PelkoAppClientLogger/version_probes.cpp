@@ -12,14 +12,12 @@
 #include <cstring>
 
 #include "PelkoAppClientLogger/record_fields.h"
+#include "PelkoAppClientLogger/report_words.h"
 #include "PelkoAppClientLogger/text_format.h"
 #include "common/log.h"
 
 namespace
 {
-
-constexpr char kUnknown[] = "*****";
-constexpr char kNotSupported[] = "Not Supported";
 
 constexpr int kMmKey = 128;
 constexpr int kSmSsKey = 133;
@@ -40,7 +38,7 @@ char* QueryString(int key)
 void AppendMm(std::string& text)
 {
     char* value = QueryString(kMmKey);
-    fa::AppendLine(text, "mm", value != nullptr ? value : kUnknown);
+    fa::AppendLine(text, "mm", value != nullptr ? value : fa::kUnknown);
     std::free(value);
 }
 
@@ -49,8 +47,8 @@ void AppendSmAndSs(std::string& text)
 {
     char* value = QueryString(kSmSsKey);
     if (value == nullptr) {
-        fa::AppendLine(text, "sm", kUnknown);
-        fa::AppendLine(text, "ss", kUnknown);
+        fa::AppendLine(text, "sm", fa::kUnknown);
+        fa::AppendLine(text, "ss", fa::kUnknown);
         return;
     }
     char* position = nullptr;
@@ -61,7 +59,7 @@ void AppendSmAndSs(std::string& text)
         fa::AppendLine(text, "ss", second);
     } else {
         fa::AppendLine(text, "sm", value);
-        fa::AppendLine(text, "ss", kNotSupported);
+        fa::AppendLine(text, "ss", fa::kNotSupported);
     }
     std::free(value);
 }
@@ -74,7 +72,7 @@ void AppendMt(std::string& text)
         fa::AppendLine(text, "mt", fa::TextField(version));
     } else {
         FA_LOG_AND_PRINT_FOR("m_GetVersionInfo", fa::kError, "getTconDataVersion err.");
-        fa::AppendLine(text, "mt", kUnknown);
+        fa::AppendLine(text, "mt", fa::kUnknown);
     }
 }
 
@@ -83,12 +81,12 @@ void AppendBt(std::string& text)
 {
     bool supported = false;
     if (system_info_get_custom_bool(kBluetoothFeature, &supported) != 0 || !supported) {
-        fa::AppendLine(text, "bt", kNotSupported);
+        fa::AppendLine(text, "bt", fa::kNotSupported);
         return;
     }
     int version = 0;
     if (bt_adapter_get_chip_version(&version) != 0) {
-        fa::AppendLine(text, "bt", kUnknown);
+        fa::AppendLine(text, "bt", fa::kUnknown);
         return;
     }
     text += "bt=BLUETOOTH-VER-";
@@ -122,9 +120,9 @@ bool PelkoAppClientLogger::m_GetLdVersion(unsigned char selector, std::string& t
     unsigned int version = kNoLdVersion;
     ve_start_local_dimming_test(selector, &version);
     if (version == kNoLdVersion) {
-        text = kUnknown;
+        text = fa::kUnknown;
     } else if (version == 0) {
-        text = kNotSupported;
+        text = fa::kNotSupported;
     } else {
         char digits[9];
         std::snprintf(digits, sizeof(digits), "%08X", version);
