@@ -4,7 +4,9 @@
 //     cmake -S . -B build/fuzz -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
 //         -DFA_API_BUILD_FUZZ=ON -DFA_API_SANITIZE=address,undefined
 //     cmake --build build/fuzz -j "$(nproc)"
-//     build/fuzz/fuzz/record_fuzzer -close_fd_mask=1 -max_total_time=60 build/fuzz/fuzz/seeds
+//     mkdir -p build/fuzz/findings
+//     build/fuzz/fuzz/record_fuzzer -close_fd_mask=1 -max_total_time=60
+//         -artifact_prefix=build/fuzz/findings/ build/fuzz/fuzz/seeds
 //
 // An input is a byte for the mode, a PelkoTestInfo_s and any number of PelkoItem_s; what is missing
 // of the last one is zero. The seeds are the records of the example.
