@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -136,8 +137,21 @@ const std::vector<Step> kSteps = {
 
 }  // namespace
 
-int main()
+int main(int argc, char** argv)
 {
+    if (argc > 1) {
+        const bool help = std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0;
+        std::fputs(
+            "usage: fa-conversation [--help]\n\n"
+            "Makes every kind of call to the factory automation service on the system bus, and\n"
+            "receives data on the three serial protocols, step by step. Without a set:\n"
+            "  fa-set-simulator run -- fa-conversation\n\n"
+            "  -h, --help  print this text\n\n"
+            "Exit status: 0 when every step went well, 1 when one failed, which is named; 2 for a\n"
+            "wrong command line.\n",
+            help ? stdout : stderr);
+        return help ? EXIT_SUCCESS : 2;
+    }
     setvbuf(stdout, nullptr, _IOLBF, 0);
     int number = 0;
     for (const Step& step : kSteps) {

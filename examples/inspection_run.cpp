@@ -1,7 +1,7 @@
 // An inspection run from its first item to its reports: inspects a set, keeps detail texts and
 // failures while the run goes on, prints the detailed report and writes one file for each mode.
 //
-//     inspection_run [FOLDER]
+//   fa-inspection-run [FOLDER]
 #include <fa_api/InspectionLogger.h>
 #include <fa_api/PelkoAppClientLogger.h>
 
@@ -226,6 +226,19 @@ void WriteFile(const std::string& path, const std::string& text)
 
 int main(int argc, char** argv)
 {
+    if (argc > 2 || (argc == 2 && argv[1][0] == '-')) {
+        const bool help = std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0;
+        (help ? std::cout : std::cerr)
+            << "usage: fa-inspection-run [--help] [FOLDER]\n\n"
+               "Inspects an imaginary set that has three faults, prints the detailed report, and\n"
+               "writes it in all three modes to report-simple.txt, report-detail.txt and\n"
+               "report-raw.txt in FOLDER, by default the current one. What is there is "
+               "overwritten.\n\n"
+               "  -h, --help  print this text\n\n"
+               "Exit status: 0 when the reports are written, 1 when one cannot be; 2 for a wrong\n"
+               "command line.\n";
+        return help ? 0 : 2;
+    }
     try {
         const std::string folder = argc > 1 ? argv[1] : ".";
         InspectionRun run;
@@ -236,7 +249,7 @@ int main(int argc, char** argv)
         WriteFile(folder + "/report-raw.txt", run.Report(PelkoAppClientLogger::MODE_RAW));
         return 0;
     } catch (const std::exception& error) {
-        std::cerr << "inspection_run: " << error.what() << "\n";
+        std::cerr << "fa-inspection-run: " << error.what() << "\n";
         return 1;
     }
 }

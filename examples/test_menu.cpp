@@ -29,11 +29,14 @@ constexpr int kCount = sizeof(kDialogues) / sizeof(kDialogues[0]);
 int main(int argc, char** argv)
 {
     if (argc > 1) {
-        const bool help = std::strcmp(argv[1], "--help") == 0;
+        const bool help = std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0;
         std::fputs(
-            "usage: fa-test-menu\n\n"
+            "usage: fa-test-menu [--help]\n\n"
             "Asks on the terminal for factory commands and sends them to the automation service\n"
-            "on the system bus (DBUS_SYSTEM_BUS_ADDRESS names another bus).\n",
+            "on the system bus. Without a set:\n"
+            "  fa-set-simulator run -- fa-test-menu\n\n"
+            "  -h, --help  print this text\n\n"
+            "Exit status: 0 after Exit (99) or the end of the input; 2 for a wrong command line.\n",
             help ? stdout : stderr);
         return help ? 0 : 2;
     }
