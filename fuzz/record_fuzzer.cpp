@@ -8,8 +8,9 @@
 //     build/fuzz/fuzz/record_fuzzer -close_fd_mask=1 -max_total_time=60
 //         -artifact_prefix=build/fuzz/findings/ build/fuzz/fuzz/seeds
 //
-// An input is a byte for the mode, a PelkoTestInfo_s and any number of PelkoItem_s; what is missing
-// of the last one is zero. The seeds are the records of the example.
+// An input is a byte for the mode, which may be 3 and so none of the enumeration, a PelkoTestInfo_s
+// and any number of PelkoItem_s; what is missing of the last one is zero. The seeds are the records
+// of the example.
 #include <fa_api/InspectionLogger.h>
 #include <fa_api/PelkoAppClientLogger.h>
 #include <fa_api/automation_api.h>
@@ -64,7 +65,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const auto mode = static_cast<PelkoAppClientLogger::Mode_e>(Take<std::uint8_t>(data, size) % 3);
+    const auto mode = static_cast<PelkoAppClientLogger::Mode_e>(Take<std::uint8_t>(data, size) % 4);
     auto info = Take<PelkoTestInfo_s>(data, size);
     std::vector<PelkoItem_s> items;
     while (size > 0) {

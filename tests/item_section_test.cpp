@@ -217,6 +217,20 @@ TEST(ItemSection, NamesOfSubItems)
     EXPECT_EQ(hash, 0x1A9816B4909D2BFAULL);
 }
 
+// It leaves nothing out as a simple report does, and adds nothing of the other two.
+TEST(ItemSection, AModeOutsideTheEnumerationHasNoLinesOfItsOwn)
+{
+    Item item = NumberedItem();
+    Values(1, 1, 2, SPEC_LIST, 0, 3)(item);
+    item.iSpecCount = 15;
+    item.stMsgData.iLength = 0;
+    for (const int mode : {-1, 3}) {
+        EXPECT_EQ(Section(static_cast<Logger::Mode_e>(mode), item),
+                  "[001]\nname=Item\nresult=pass\n"
+                  "spec=1,2,3,4,5,6,7,8,9,10,11,12,13,14,15\nmeasure=HDMI1:1,HDMI2:2\n");
+    }
+}
+
 std::string Note(unsigned char code1, unsigned char code2)
 {
     return Line(Section(R, MakeItem("Item", code1, code2)), "failed") + " ";

@@ -82,6 +82,7 @@ void AppendErrorForm(std::string& section, unsigned int errorFlag)
 bool PelkoAppClientLogger::GetItemLog(std::string& section, PelkoItem_s* item, int index)
 {
     const bool raw = m_mode == MODE_RAW;
+    const bool timed = m_mode == MODE_DETAIL || raw;  // not in a mode outside the enumeration
     std::string value;
     section.clear();
     section.reserve(kTypicalSection);
@@ -112,7 +113,7 @@ bool PelkoAppClientLogger::GetItemLog(std::string& section, PelkoItem_s* item, i
         fa::AppendLine(section, "data", value);
     }
     fa::AppendLine(section, "result", item->ulResult <= 3 ? fa::kPass : fa::kFail);
-    if (m_mode != MODE_SIMPLE) {
+    if (timed) {
         fa::AppendNumberLine(section, "duration", item->ulDuration);
         fa::AppendNumberLine(section, "retrycount", item->iRetryCount);
     }
@@ -146,7 +147,7 @@ bool PelkoAppClientLogger::GetItemLog(std::string& section, PelkoItem_s* item, i
     if (raw && item->iListCount > 0) {
         AppendCodesLine(section, *item);
     }
-    if (m_mode != MODE_SIMPLE) {
+    if (timed) {
         const bool shortTid = item->iTid >= 1 && item->iTid <= 9;
         fa::AppendLine(section, "insptype",
                        item->eInspType == INSPECTION_AUTO ? fa::kAuto : fa::kNormal);
