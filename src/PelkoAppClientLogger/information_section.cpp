@@ -17,6 +17,8 @@ namespace
 constexpr int kModelKey = 0;
 constexpr int kFactoryOption = 254;
 constexpr std::size_t kOptionSize = 128;
+// The place of an option's 127th and last character: a comma there has nothing after it to show.
+constexpr std::size_t kLastOptionPlace = kOptionSize - 2;
 
 const char* ResultWord(const PelkoTestInfo_s& info)
 {
@@ -61,15 +63,15 @@ void AppendModel(std::string& text)
     std::free(model);
 }
 
-// The third comma behind the first character; null where there is none, or none that is followed by
-// room for more.
-char* ThirdComma(char (&option)[kOptionSize])
+// The third comma after the first character, at which a simple report breaks the line. Null where
+// there is none before the last place.
+char* LineBreakComma(char (&option)[kOptionSize])
 {
     char* comma = std::strchr(option + 1, ',');
     for (int further = 0; comma != nullptr && further < 2; ++further) {
         comma = std::strchr(comma + 1, ',');
     }
-    return comma != nullptr && comma - option < 126 ? comma : nullptr;
+    return comma != nullptr && comma < option + kLastOptionPlace ? comma : nullptr;
 }
 
 void AppendOption(std::string& text, bool mayWrap)
@@ -80,7 +82,7 @@ void AppendOption(std::string& text, bool mayWrap)
     option[kOptionSize - 1] = '\0';
     FA_LOG_FOR("GetInfoLog", fa::kInfo, "bufOption: %s", option);
 
-    char* comma = mayWrap ? ThirdComma(option) : nullptr;
+    char* comma = mayWrap ? LineBreakComma(option) : nullptr;
     if (comma != nullptr) {
         *comma = '\0';
     }

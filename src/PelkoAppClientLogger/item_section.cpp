@@ -2,9 +2,6 @@
 #include <fa_api/InspectionLogger.h>
 #include <fa_api/PelkoAppClientLogger.h>
 
-#include <algorithm>
-#include <cstdint>
-
 #include "PelkoAppClientLogger/record_fields.h"
 #include "PelkoAppClientLogger/report_words.h"
 #include "PelkoAppClientLogger/sub_item_names.h"
@@ -13,33 +10,7 @@
 namespace
 {
 
-using Mode_e = PelkoAppClientLogger::Mode_e;
-
-constexpr int kLastSimpleSpecIndex = 13;
 constexpr std::size_t kTypicalSection = 4096;
-constexpr std::size_t kTypicalValue = 32;
-
-std::string_view ValueSeparator(Mode_e mode)
-{
-    return mode == PelkoAppClientLogger::MODE_SIMPLE ? fa::kSimpleListSeparator
-                                                     : fa::kListSeparator;
-}
-
-// As many result values as the record claims, which may be more than it holds.
-long long ClaimedValues(const PelkoItem_s& item)
-{
-    return static_cast<long long>(item.iMeasureCount) + item.iExtraCount;
-}
-
-bool HasLabels(const PelkoItem_s& item, Mode_e mode)
-{
-    return mode != PelkoAppClientLogger::MODE_RAW && item.iListCount > 0;
-}
-
-void AppendLabel(std::string& text, const PelkoItem_s& item, int index)
-{
-    text.append(fa::SubItemName(item.aucList[index])).append(":");
-}
 
 template <std::size_t N>
 void AppendNamesLine(std::string& section, std::string_view key, const unsigned char (&codes)[N],
@@ -128,7 +99,7 @@ bool PelkoAppClientLogger::GetItemLog(std::string& section, PelkoItem_s* item, i
             }
             fa::AppendLine(section, "spec", value);
         }
-        if (item->iSpecType != SPEC_NONE || ClaimedValues(*item) > 0) {
+        if (item->iSpecType != SPEC_NONE || fa::ClaimedValues(*item) > 0) {
             const bool shown = selects ? m_GetResultLog(value, item, item->iSelectIndex)
                                        : m_GetResultLog(value, item);
             if (!shown) {
@@ -161,124 +132,6 @@ bool PelkoAppClientLogger::GetItemLog(std::string& section, PelkoItem_s* item, i
         }
         m_GetFailedLog(value, item->ucCode1, item->ucCode2);
         section.append("failed=").append(value).append("^").append(detail).append("^\n");
-    }
-    return true;
-}
-
-bool PelkoAppClientLogger::GetResultLog(std::string& text, PelkoItem_s* item)
-{
-    return m_GetResultLog(text, item);
-}
-
-bool PelkoAppClientLogger::GetSpecLog(std::string& text, PelkoItem_s* item)
-{
-    return m_GetSpecLog(text, item);
-}
-
-bool PelkoAppClientLogger::m_GetResultLog(std::string& text, PelkoItem_s* item)
-{
-    const long long claimed = ClaimedValues(*item);
-    if (claimed <= 0 || (item->iSpecType != SPEC_NONE && item->iMeasureCount <= 0)) {
-        return false;
-    }
-    const int count = fa::CountIn(item->astMeasure, claimed);
-    const bool labelled = HasLabels(*item, m_mode);
-    std::string value;
-    text.clear();
-    text.reserve(static_cast<std::size_t>(count) * kTypicalValue);
-    for (int i = 0; i < count; ++i) {
-        if (i > 0) {
-            text += ValueSeparator(m_mode);
-        }
-        if (labelled) {
-            AppendLabel(text, *item, i);
-        }
-        if (m_ValueToString(value, item->astMeasure[i], item->eMeasureValueType)) {
-            text += value;
-        }
-    }
-    return true;
-}
-
-bool PelkoAppClientLogger::m_GetResultLog(std::string& text, PelkoItem_s* item, int index)
-{
-    const long long claimed = ClaimedValues(*item);
-    if (claimed <= 0) {
-        return false;
-    }
-    text.clear();
-    if (!fa::HoldsIndex(item->astMeasure, index)) {
-        return true;
-    }
-    if (HasLabels(*item, m_mode)) {
-        AppendLabel(text, *item, index);
-    }
-    std::string value;
-    if (claimed >= std::max(item->iListCount, item->iExpectCount) &&
-        m_ValueToString(value, item->astMeasure[index], item->eMeasureValueType)) {
-        text += value;
-    }
-    return true;
-}
-
-bool PelkoAppClientLogger::m_GetSpecLog(std::string& text, PelkoItem_s* item)
-{
-    const PelkoValueType_e type = item->eSpecValueType;
-    std::string spec;
-    std::string value;
-    switch (item->iSpecType) {
-        case SPEC_NONE:
-            return false;
-        case SPEC_RANGE:
-            if (!m_ValueToString(spec, item->astSpec[0], type) ||
-                !m_ValueToString(value, item->astSpec[1], type)) {
-                return false;
-            }
-            spec.append(fa::kSpecRange).append(value);
-            break;
-        case SPEC_LIST: {
-            const int count = fa::CountIn(item->astSpec, item->iSpecCount);
-            for (int i = 0; i < count; ++i) {
-                if (!m_ValueToString(value, item->astSpec[i], type)) {
-                    return false;
-                }
-                spec += value;
-                if (i != count - 1) {
-                    spec += ValueSeparator(m_mode);
-                }
-                if (m_mode == MODE_SIMPLE && i == kLastSimpleSpecIndex) {
-                    spec += fa::kSimpleListEnd;
-                    break;
-                }
-            }
-            break;
-        }
-        default:
-            if (!m_ValueToString(spec, item->astSpec[0], type)) {
-                return false;
-            }
-            spec += fa::SpecOperator(item->iSpecType);
-            break;
-    }
-    text = std::move(spec);
-    return true;
-}
-
-bool PelkoAppClientLogger::m_GetMsgDataLog(std::string& text, PelkoItem_s* item)
-{
-    const PelkoItemCValue_s& data = item->stMsgData;
-    if (data.iLength <= 0) {
-        return false;
-    }
-    text.clear();
-    if (item->eMsgDataType == VALUE_STRING) {
-        text = fa::TextField(data.aucData);
-    } else if (item->eMsgDataType == VALUE_INTEGER) {
-        std::uint32_t number = 0;  // most significant byte first, unlike a value record's number
-        for (int i = 0; i < 4; ++i) {
-            number = number << 8 | data.aucData[i];
-        }
-        fa::AppendNumber(text, static_cast<std::int32_t>(number));
     }
     return true;
 }

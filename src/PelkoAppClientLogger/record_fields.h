@@ -2,6 +2,8 @@
 // texts, whatever these hold.
 #pragma once
 
+#include <fa_api/PelkoRecords.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -30,6 +32,12 @@ template <typename Element, std::size_t N>
 bool HoldsIndex(const Element (&)[N], int index)
 {
     return index >= 0 && static_cast<std::size_t>(index) < N;
+}
+
+// As many result values as the record claims, which may be more than it holds.
+inline long long ClaimedValues(const PelkoItem_s& item)
+{
+    return static_cast<long long>(item.iMeasureCount) + item.iExtraCount;
 }
 
 }  // namespace fa

@@ -26,87 +26,88 @@ std::atomic<unsigned int> ulSigHandlerSS{0};
 std::atomic<unsigned int> ulSigHandlerRJP{0};
 std::atomic<unsigned int> ulSigHandlerEP{0};
 
+// What is different between the protocols: functions and state, and their names in log lines.
 struct Protocol {
-    const char* registerFunction;
-    const char* registerText;
-    const char* argumentName;
-    const char* unregisterFunction;
-    const char* unregisterText;
-    const char* proxySignal;
-    const char* busSignal;
-    fa::CallNames fetchNames;
-    decltype(&automation_proxy_call_get_ss_protocol_data_sync) fetch;
-    const char* methodName;
-    GCallback handler;
-    const char* recordName;
-    ProtocolData_s* record;
-    const char* callbackName;
-    ProtocolCallback_fp* callback;
-    const char* idName;
-    std::atomic<unsigned int>* id;
+    struct {
+        const char* function;
+        const char* text;
+        const char* argument;
+    } registration;
+    struct {
+        const char* function;
+        const char* text;
+    } unregistration;
+    struct {
+        const char* ofProxy;
+        const char* ofBus;
+        GCallback handler;
+    } signal;
+    struct {
+        fa::CallNames names;
+        decltype(&automation_proxy_call_get_ss_protocol_data_sync) call;
+        const char* method;
+    } fetch;
+    struct {
+        const char* name;
+        ProtocolData_s* data;
+    } record;
+    struct {
+        const char* name;
+        ProtocolCallback_fp* function;
+    } callback;
+    struct {
+        const char* name;
+        std::atomic<unsigned int>* id;
+    } connection;
 };
 
 constexpr Protocol kSs = {
-    "automation_register_callback_serial_source",
-    "automation_register_callback_serial_source",
-    "callback_fp_ss",
-    "automation_unregister_callback_serial_source",
-    "automation_unregister_callback_serial_source",
-    "ss-handler",
-    "ss_handler",
-    {"_autoamtion_signal_handler_ss", "automation_proxy_call_get_ss_protocol_data_sync",
-     "get_ss_protocol_data_sync", fa::kError},
-    automation_proxy_call_get_ss_protocol_data_sync,
-    "GetSsProtocolData",
-    _autoamtion_signal_handler_ss,
-    "ssData",
-    &ssData,
-    "cbfp_ss",
-    &cbfp_ss,
-    "ulSigHandlerSS",
-    &ulSigHandlerSS,
+    /* registration */ {"automation_register_callback_serial_source",
+                        "automation_register_callback_serial_source", "callback_fp_ss"},
+    /* unregistration */
+    {"automation_unregister_callback_serial_source",
+     "automation_unregister_callback_serial_source"},
+    /* signal */ {"ss-handler", "ss_handler", _autoamtion_signal_handler_ss},
+    /* fetch */
+    {{"_autoamtion_signal_handler_ss", "automation_proxy_call_get_ss_protocol_data_sync",
+      "get_ss_protocol_data_sync", fa::kError},
+     automation_proxy_call_get_ss_protocol_data_sync,
+     "GetSsProtocolData"},
+    /* record */ {"ssData", &ssData},
+    /* callback */ {"cbfp_ss", &cbfp_ss},
+    /* connection */ {"ulSigHandlerSS", &ulSigHandlerSS},
 };
 
 constexpr Protocol kRjp = {
-    "automation_register_callback_rjp_protocol",
-    "automation_register_callback_rjp_protocol",
-    "callback_fp_rjp",
-    "automation_unregister_callback_rjp_protocol",
-    "automation_unregister_callback_rjp_protocol",
-    "rjp-handler",
-    "rjp_handler",
-    {"_autoamtion_signal_handler_rjp", "automation_proxy_call_get_rjp_protocol_data_sync",
-     "get_rjp_protocol_data_sync", fa::kError},
-    automation_proxy_call_get_rjp_protocol_data_sync,
-    "GetRjpProtocolData",
-    _autoamtion_signal_handler_rjp,
-    "rjpData",
-    &rjpData,
-    "cbfp_rjp",
-    &cbfp_rjp,
-    "ulSigHandlerRJP",
-    &ulSigHandlerRJP,
+    /* registration */ {"automation_register_callback_rjp_protocol",
+                        "automation_register_callback_rjp_protocol", "callback_fp_rjp"},
+    /* unregistration */
+    {"automation_unregister_callback_rjp_protocol", "automation_unregister_callback_rjp_protocol"},
+    /* signal */ {"rjp-handler", "rjp_handler", _autoamtion_signal_handler_rjp},
+    /* fetch */
+    {{"_autoamtion_signal_handler_rjp", "automation_proxy_call_get_rjp_protocol_data_sync",
+      "get_rjp_protocol_data_sync", fa::kError},
+     automation_proxy_call_get_rjp_protocol_data_sync,
+     "GetRjpProtocolData"},
+    /* record */ {"rjpData", &rjpData},
+    /* callback */ {"cbfp_rjp", &cbfp_rjp},
+    /* connection */ {"ulSigHandlerRJP", &ulSigHandlerRJP},
 };
 
 constexpr Protocol kEp = {
-    "automation_register_callback_ep_protocol",
-    "register_callback_ep_protocol",
-    "callback_fp_ep",
-    "automation_unregister_callback_ep_protocol",
-    "unregister_callback_ep_protocol",
-    "ep-handler",
-    "ep_handler",
-    {"_autoamtion_signal_handler_ep", "automation_proxy_call_get_ep_protocol_data_sync",
-     "get_ep_protocol_data_sync", fa::kError},
-    automation_proxy_call_get_ep_protocol_data_sync,
-    "GetEpProtocolData",
-    _autoamtion_signal_handler_ep,
-    "epData",
-    &epData,
-    "cbfp_ep",
-    &cbfp_ep,
-    "ulSigHandlerEP",
-    &ulSigHandlerEP,
+    /* registration */ {"automation_register_callback_ep_protocol", "register_callback_ep_protocol",
+                        "callback_fp_ep"},
+    /* unregistration */
+    {"automation_unregister_callback_ep_protocol", "unregister_callback_ep_protocol"},
+    /* signal */ {"ep-handler", "ep_handler", _autoamtion_signal_handler_ep},
+    /* fetch */
+    {{"_autoamtion_signal_handler_ep", "automation_proxy_call_get_ep_protocol_data_sync",
+      "get_ep_protocol_data_sync", fa::kError},
+     automation_proxy_call_get_ep_protocol_data_sync,
+     "GetEpProtocolData"},
+    /* record */ {"epData", &epData},
+    /* callback */ {"cbfp_ep", &cbfp_ep},
+    /* connection */ {"ulSigHandlerEP", &ulSigHandlerEP},
 };
 
 // Addresses in log lines are the low 32 bits.
@@ -119,48 +120,50 @@ unsigned int Address(Pointer pointer)
 // The globals are plain pointers that applications may read, so they are atomic by access.
 void StoreCallback(const Protocol& protocol, ProtocolCallback_fp callback)
 {
-    __atomic_store_n(protocol.callback, callback, __ATOMIC_SEQ_CST);
+    __atomic_store_n(protocol.callback.function, callback, __ATOMIC_SEQ_CST);
 }
 
 int Register(const Protocol& protocol, ProtocolCallback_fp callback)
 {
-    const char* function = protocol.registerFunction;
-    FA_LOG_FOR(function, fa::kDebug, "%s %s[%x]", protocol.registerText, protocol.argumentName,
-               Address(callback));
+    const char* function = protocol.registration.function;
+    FA_LOG_FOR(function, fa::kDebug, "%s %s[%x]", protocol.registration.text,
+               protocol.registration.argument, Address(callback));
     if (callback == nullptr) {
         return -1;
     }
     _automation_check_ipc_connection();
     StoreCallback(protocol, callback);
     AutomationProxy* proxy = AutomationProxyPtr;
-    const auto id = proxy == nullptr ? 0U
-                                     : static_cast<unsigned int>(g_signal_connect(
-                                           proxy, protocol.proxySignal, protocol.handler, nullptr));
-    *protocol.id = id;
+    const auto id = proxy == nullptr
+                        ? 0U
+                        : static_cast<unsigned int>(g_signal_connect(
+                              proxy, protocol.signal.ofProxy, protocol.signal.handler, nullptr));
+    *protocol.connection.id = id;
     if (id == 0) {
         StoreCallback(protocol, nullptr);
-        FA_LOG_FOR(function, fa::kInfo, "g_signal_connect return Fails %s[%x]", protocol.idName,
-                   id);
+        FA_LOG_FOR(function, fa::kInfo, "g_signal_connect return Fails %s[%x]",
+                   protocol.connection.name, id);
         return -1;
     }
-    FA_LOG_FOR(function, fa::kInfo, "g_signal_connect return Success %s[%x]", protocol.idName, id);
+    FA_LOG_FOR(function, fa::kInfo, "g_signal_connect return Success %s[%x]",
+               protocol.connection.name, id);
     return 0;
 }
 
 int Unregister(const Protocol& protocol)
 {
-    const char* function = protocol.unregisterFunction;
-    FA_LOG_FOR(function, fa::kInfo, "%s AutomationProxyPtr[%x] %s[%d]", protocol.unregisterText,
-               Address(AutomationProxyPtr.load()), protocol.idName,
-               static_cast<int>(protocol.id->load()));
+    const char* function = protocol.unregistration.function;
+    FA_LOG_FOR(function, fa::kInfo, "%s AutomationProxyPtr[%x] %s[%d]",
+               protocol.unregistration.text, Address(AutomationProxyPtr.load()),
+               protocol.connection.name, static_cast<int>(protocol.connection.id->load()));
     _automation_check_ipc_connection();
     StoreCallback(protocol, nullptr);
     AutomationProxy* proxy = AutomationProxyPtr;
-    const unsigned int id = *protocol.id;
+    const unsigned int id = *protocol.connection.id;
     if (proxy != nullptr && id != 0) {
         g_signal_handler_disconnect(proxy, id);
         FA_LOG_FOR(function, fa::kInfo, "g_signal_handler_disconnect AutomationProxyPtr[%x] %s[%d]",
-                   Address(proxy), protocol.idName, static_cast<int>(id));
+                   Address(proxy), protocol.connection.name, static_cast<int>(id));
     }
     return 0;
 }
@@ -168,60 +171,61 @@ int Unregister(const Protocol& protocol)
 // Copies fetched data, the size first, into the protocol's record.
 void StoreData(const Protocol& protocol, GVariant* data)
 {
-    const char* function = protocol.fetchNames.function;
-    ProtocolData_s& record = *protocol.record;
+    const char* function = protocol.fetch.names.function;
+    ProtocolData_s& record = *protocol.record.data;
     gsize count = 0;
     const auto* elements =
         static_cast<const guint32*>(g_variant_get_fixed_array(data, &count, sizeof(guint32)));
 
     record.iSize = count == 0 ? 0 : static_cast<int>(elements[0]);
-    FA_LOG_FOR(function, fa::kInfo, "%s.iSize[%d]", protocol.recordName, record.iSize);
+    FA_LOG_FOR(function, fa::kInfo, "%s.iSize[%d]", protocol.record.name, record.iSize);
 
     const gsize arrived = count == 0 ? 0 : count - 1;
     const gsize stored = std::min(arrived, sizeof(record.p_data));
     for (gsize i = 0; i < stored; ++i) {
         record.p_data[i] = static_cast<unsigned char>(elements[i + 1]);
-        FA_LOG_FOR(function, fa::kDebug, "%s.p_data[0X%02X]", protocol.recordName,
+        FA_LOG_FOR(function, fa::kDebug, "%s.p_data[0X%02X]", protocol.record.name,
                    record.p_data[i]);
     }
     if (arrived > stored) {
-        FA_LOG_FOR(function, fa::kError, "%s is full, %zu bytes dropped", protocol.recordName,
+        FA_LOG_FOR(function, fa::kError, "%s is full, %zu bytes dropped", protocol.record.name,
                    arrived - stored);
     }
 }
 
 void HandleSignal(const Protocol& protocol)
 {
-    const char* function = protocol.fetchNames.function;
-    FA_LOG_FOR(function, fa::kInfo, "Signal Rx %s", protocol.busSignal);
+    const char* function = protocol.fetch.names.function;
+    FA_LOG_FOR(function, fa::kInfo, "Signal Rx %s", protocol.signal.ofBus);
     _automation_check_ipc_connection();
 
     g_autoptr(GVariant) data = nullptr;
     g_autoptr(GVariant) ret = nullptr;
     g_autoptr(GError) error = nullptr;
     AutomationProxy* proxy = fa::ProxyForCall();
-    if (proxy == nullptr || !protocol.fetch(proxy, &data, &ret, nullptr, &error)) {
-        fa::LogFailedCall(protocol.fetchNames, error);
+    if (proxy == nullptr || !protocol.fetch.call(proxy, &data, &ret, nullptr, &error)) {
+        fa::LogFailedCall(protocol.fetch.names, error);
         return;
     }
     gint32 retVal = 0;
     g_variant_get(ret, "(i)", &retVal);
     if (retVal == 0) {
-        FA_LOG_FOR(function, fa::kError, "%s Fails retVal[%d]", protocol.methodName, retVal);
+        FA_LOG_FOR(function, fa::kError, "%s Fails retVal[%d]", protocol.fetch.method, retVal);
         return;
     }
-    FA_LOG_FOR(function, fa::kDebug, "%s Success retVal[%d]", protocol.methodName, retVal);
+    FA_LOG_FOR(function, fa::kDebug, "%s Success retVal[%d]", protocol.fetch.method, retVal);
     StoreData(protocol, data);
 
-    const ProtocolCallback_fp callback = __atomic_load_n(protocol.callback, __ATOMIC_SEQ_CST);
+    const ProtocolCallback_fp callback =
+        __atomic_load_n(protocol.callback.function, __ATOMIC_SEQ_CST);
     if (callback == nullptr) {
-        FA_LOG_FOR(function, fa::kError, "%s is NULL [%x], call back NG", protocol.callbackName,
+        FA_LOG_FOR(function, fa::kError, "%s is NULL [%x], call back NG", protocol.callback.name,
                    0U);
         return;
     }
-    FA_LOG_FOR(function, fa::kInfo, "%s is not NULL [%x], call back OK", protocol.callbackName,
+    FA_LOG_FOR(function, fa::kInfo, "%s is not NULL [%x], call back OK", protocol.callback.name,
                Address(callback));
-    callback(protocol.record);
+    callback(protocol.record.data);
 }
 
 }  // namespace
