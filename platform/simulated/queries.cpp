@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "profile.h"
 
@@ -83,8 +84,9 @@ IDisplayPanel::~IDisplayPanel() = default;
 IDisplayPanel* IDisplayPanel::getInstance()
 {
     fa_platform::Announce("IDisplayPanel::getInstance");
-    static SimulatedPanel panel;
-    return fa_platform::FindFlag("display_panel", "present").value_or(false) ? &panel : nullptr;
+    // Never destroyed, because an exit handler of the application may still write a report.
+    static SimulatedPanel* const panel = new SimulatedPanel;
+    return fa_platform::FindFlag("display_panel", "present").value_or(false) ? panel : nullptr;
 }
 
 int ve_start_local_dimming_test(unsigned char selector, unsigned int* value)
@@ -119,5 +121,9 @@ FCBlockProfiler::FCBlockProfiler(const char* file, int, const char* function)
 
 FCBlockProfiler::~FCBlockProfiler()
 {
-    fa_platform::Announce("~FCBlockProfiler");
+    try {
+        fa_platform::Announce("~FCBlockProfiler");
+    } catch (const std::bad_alloc&) {
+        // A report whose memory has run out still gets here, and nothing may leave a destructor.
+    }
 }
