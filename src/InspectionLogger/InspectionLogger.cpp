@@ -77,11 +77,13 @@ bool InspectionLogger::m_Store(const char* operation, Key key, const std::string
         FA_LOG_AND_PRINT_FOR(operation, fa::kError, "t_AppendInspectionLog messge empty");
         return false;
     }
-    std::string& text = m_DetailedItem[key];
-    const std::size_t kept = append ? text.size() : 0;
-    text.replace(kept, std::string::npos, message, 0, kMaxTextLength - kept);
+    const auto entry = m_DetailedItem.find(key);
+    std::string text = append && entry != m_DetailedItem.end() ? entry->second : std::string();
+    text.append(message, 0, kMaxTextLength - text.size());
     std::replace(text.begin(), text.end(), ',', '.');
+    // The store changes in this one step, so that it stays as it was where memory runs out.
+    const std::string& stored = m_DetailedItem.insert_or_assign(key, std::move(text)).first->second;
     FA_LOG_AND_PRINT_FOR(operation, fa::kInfo, "%s[%zd][%s]", operation,
-                         static_cast<ssize_t>(text.size()), text.c_str());
+                         static_cast<ssize_t>(stored.size()), stored.c_str());
     return true;
 }

@@ -15,15 +15,15 @@ bool PelkoAppClientLogger::GetLog(std::string& report, PelkoTestInfo_s* testInfo
 
     std::string part;
     GetInfoLog(part, testInfo);
+    part += "\n\n";
     report = part;
-    report += "\n\n";
-    // The caller's string grows item by item: what an item that is missing leaves there is
+    // The caller's string grows by whole items: what an item that is missing leaves there is
     // promised.
     for (int i = 0; i < testInfo->iItemCount; ++i) {
         PelkoItem_s& item = items->at(static_cast<std::size_t>(i));
         GetItemLog(part, &item, i);
+        part += '\n';
         report += part;
-        report += '\n';
     }
     FA_LOG_AND_PRINT(fa::kInfo, "log mode: %d, len: %d", static_cast<int>(m_mode),
                      static_cast<int>(report.size()));

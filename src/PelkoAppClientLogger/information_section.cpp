@@ -1,13 +1,12 @@
 // The summary and the information section of a report.
 #include <fa_api/PelkoAppClientLogger.h>
 #include <fa_platform/factory.h>
-#include <fa_platform/system_info.h>
 
-#include <cstdlib>
 #include <cstring>
 
 #include "PelkoAppClientLogger/record_fields.h"
 #include "PelkoAppClientLogger/report_words.h"
+#include "PelkoAppClientLogger/system_text.h"
 #include "PelkoAppClientLogger/text_format.h"
 #include "common/log.h"
 
@@ -57,10 +56,8 @@ void AppendLink(std::string& text, const PelkoTestInfo_s& info)
 
 void AppendModel(std::string& text)
 {
-    char* model = nullptr;
-    system_info_get_value_string(kModelKey, &model);
-    fa::AppendLine(text, "model", model != nullptr ? model : "");
-    std::free(model);
+    const fa::SystemText model = fa::QuerySystemText(kModelKey);
+    fa::AppendLine(text, "model", model.text != nullptr ? model.text.get() : "");
 }
 
 // The third comma after the first character, at which a simple report breaks the line. Null where

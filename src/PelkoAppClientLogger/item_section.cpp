@@ -50,12 +50,12 @@ void AppendErrorForm(std::string& section, unsigned int errorFlag)
 
 }  // namespace
 
-bool PelkoAppClientLogger::GetItemLog(std::string& section, PelkoItem_s* item, int index)
+bool PelkoAppClientLogger::GetItemLog(std::string& text, PelkoItem_s* item, int index)
 {
     const bool raw = m_mode == MODE_RAW;
     const bool timed = m_mode == MODE_DETAIL || raw;  // not in a mode outside the enumeration
+    std::string section;
     std::string value;
-    section.clear();
     section.reserve(kTypicalSection);
 
     section += '[';
@@ -73,10 +73,12 @@ bool PelkoAppClientLogger::GetItemLog(std::string& section, PelkoItem_s* item, i
         fa::AppendLine(section, "imqs", fa::TextField(item->szImqs));
     }
     if (item->ulResult <= 1) {
+        text = std::move(section);
         return true;
     }
     if (item->ulErrorFlag != 0) {
         AppendErrorForm(section, item->ulErrorFlag);
+        text = std::move(section);
         return true;
     }
 
@@ -133,5 +135,6 @@ bool PelkoAppClientLogger::GetItemLog(std::string& section, PelkoItem_s* item, i
         m_GetFailedLog(value, item->ucCode1, item->ucCode2);
         section.append("failed=").append(value).append("^").append(detail).append("^\n");
     }
+    text = std::move(section);
     return true;
 }

@@ -59,20 +59,21 @@ bool PelkoAppClientLogger::m_GetResultLog(std::string& text, PelkoItem_s* item)
     }
     const int count = fa::CountIn(item->astMeasure, claimed);
     const bool labelled = HasLabels(*item, m_mode);
+    std::string result;
     std::string value;
-    text.clear();
-    text.reserve(static_cast<std::size_t>(count) * kTypicalValue);
+    result.reserve(static_cast<std::size_t>(count) * kTypicalValue);
     for (int i = 0; i < count; ++i) {
         if (i > 0) {
-            text += ValueSeparator(m_mode);
+            result += ValueSeparator(m_mode);
         }
         if (labelled) {
-            AppendLabel(text, *item, i);
+            AppendLabel(result, *item, i);
         }
         if (m_ValueToString(value, item->astMeasure[i], item->eMeasureValueType)) {
-            text += value;
+            result += value;
         }
     }
+    text = std::move(result);
     return true;
 }
 
@@ -82,18 +83,18 @@ bool PelkoAppClientLogger::m_GetResultLog(std::string& text, PelkoItem_s* item, 
     if (claimed <= 0) {
         return false;
     }
-    text.clear();
-    if (!fa::HoldsIndex(item->astMeasure, index)) {
-        return true;
-    }
-    if (HasLabels(*item, m_mode)) {
-        AppendLabel(text, *item, index);
-    }
+    std::string result;
     std::string value;
-    if (claimed >= std::max(item->iListCount, item->iExpectCount) &&
-        m_ValueToString(value, item->astMeasure[index], item->eMeasureValueType)) {
-        text += value;
+    if (fa::HoldsIndex(item->astMeasure, index)) {
+        if (HasLabels(*item, m_mode)) {
+            AppendLabel(result, *item, index);
+        }
+        if (claimed >= std::max(item->iListCount, item->iExpectCount) &&
+            m_ValueToString(value, item->astMeasure[index], item->eMeasureValueType)) {
+            result += value;
+        }
     }
+    text = std::move(result);
     return true;
 }
 

@@ -8,11 +8,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "PelkoAppClientLogger/record_fields.h"
 #include "PelkoAppClientLogger/report_words.h"
+#include "PelkoAppClientLogger/system_text.h"
 #include "PelkoAppClientLogger/text_format.h"
 #include "common/log.h"
 
@@ -28,40 +28,38 @@ constexpr unsigned int kNoLdVersion = 0xFFFFFFFF;
 constexpr char kInspectionLink[] = "/opt/usr/apps/libPelkoInspect.so";
 constexpr std::string_view kInspectionLibrary = "libPelkoInspect.so.";
 
-// A system information string, to be released with free(); null where it cannot be read.
-char* QueryString(int key)
+// A version that the system information tells; null where the query fails.
+std::unique_ptr<char, fa::FreeText> QueryVersion(int key)
 {
-    char* value = nullptr;
-    return system_info_get_value_string(key, &value) == 0 ? value : nullptr;
+    fa::SystemText version = fa::QuerySystemText(key);
+    return version.error == 0 ? std::move(version.text) : nullptr;
 }
 
 void AppendMm(std::string& text)
 {
-    char* value = QueryString(kMmKey);
-    fa::AppendLine(text, "mm", value != nullptr ? value : fa::kUnknown);
-    std::free(value);
+    const auto version = QueryVersion(kMmKey);
+    fa::AppendLine(text, "mm", version != nullptr ? version.get() : fa::kUnknown);
 }
 
 // Two components share one value, a line each.
 void AppendSmAndSs(std::string& text)
 {
-    char* value = QueryString(kSmSsKey);
-    if (value == nullptr) {
+    const auto versions = QueryVersion(kSmSsKey);
+    if (versions == nullptr) {
         fa::AppendLine(text, "sm", fa::kUnknown);
         fa::AppendLine(text, "ss", fa::kUnknown);
         return;
     }
     char* position = nullptr;
-    const char* first = strtok_r(value, "\n", &position);
+    const char* first = strtok_r(versions.get(), "\n", &position);
     const char* second = first != nullptr ? strtok_r(nullptr, "\n", &position) : nullptr;
     if (second != nullptr) {
         fa::AppendLine(text, "sm", first);
         fa::AppendLine(text, "ss", second);
     } else {
-        fa::AppendLine(text, "sm", value);
+        fa::AppendLine(text, "sm", versions.get());
         fa::AppendLine(text, "ss", fa::kNotSupported);
     }
-    std::free(value);
 }
 
 void AppendMt(std::string& text)
