@@ -108,13 +108,15 @@ TEST(TestMenu, EntriesAreSentUntil99)
         kBanner + kOpCode + "{1\n}" + kMessageCode + "{2\n}" +
         "OP Code is 0x1 \nmsg Code is 0x2 \nData0[1] Data1[2]\n" + kDone + kOpCode + "{zz 7 zz\n}" +
         kTypeError + kOpCode + "{153 9\n}" + kMessageCode + "{-\n}" + kTypeError + kOpCode +
-        "{100000001\n}" + kTypeError + kOpCode + "{63 99\n}" + kMessageCode +
+        "{100000001\n}" + kTypeError + kOpCode + "{-fffffffffffffff1\n}" + kTypeError + kOpCode +
+        "{63 99\n}" + kMessageCode +
         "{ffFFffff\n}"
         "OP Code is 0x63 \nmsg Code is 0xffffffff \nData0[63] Data1[ffffffff]\nExecuteCommand "
         "-1\n" +
         kOpCode + "{5\n}" + kMessageCode + "{99\n}";
     const auto data = kOpCode + "{153\n}" + kMessageCode + "{zz 1 2\n}" + kTypeError + kOpCode +
-                      "{- 1\n}" + kTypeError + kOpCode + "{1\n}" + kMessageCode + "{2\n}" + kData +
+                      "{- 1\n}" + kTypeError + kOpCode + "{ -fffffffffffffff1 1\n}" + kTypeError +
+                      kOpCode + "{1\n}" + kMessageCode + "{2\n}" + kData +
                       "{9 41\n}bint is input[0] : 9, msgArr[0] : 9\n"
                       "bint is input[2] : 41, msgArr[1] : 41\n0th element of list :\t\n"
                       "1th element of list :A\nwhole data : \tA\nData0[1] Data1[2], length[2]\n"

@@ -57,19 +57,24 @@ void DiscardPendingInput(bool insideLine)
     }
 }
 
-// Asks for a code. The end of input counts as an exit entry, and is forgotten: at a terminal the
-// next dialogue can read again.
+// Asks for a code. A number below 0 or of more than 32 bits is refused, because cutting it would
+// make another code of it. The end of input counts as an exit entry, and is forgotten: at a
+// terminal the next dialogue can read again.
 Entry ReadCode(const char* prompt, unsigned int& code)
 {
     std::printf("%s", prompt);
     std::fflush(stdout);
-    unsigned long long number = 0;  // wider than a code, so that one digit too many is noticed
-    const int converted = std::scanf("%llx", &number);
+    char minus[2] = {};
+    unsigned long long number = 0;
+    int converted = std::scanf(" %1[-]", minus);
+    if (converted == 0) {
+        converted = std::scanf("%llx", &number);
+    }
     if (converted == EOF) {
         std::clearerr(stdin);
         return Entry::kExit;
     }
-    if (converted != 1 || number > std::numeric_limits<unsigned int>::max()) {
+    if (converted != 1 || minus[0] != '\0' || number > std::numeric_limits<unsigned int>::max()) {
         std::printf("Input Data type ERROR! \n");
         return Entry::kRefused;
     }
@@ -151,7 +156,9 @@ int input_multiple_packet_data(void)
             DropRestOfLine();
             continue;
         }
-        std::getchar();  // the line end behind the message code
+        // Drops the line end after the message code. A blank or a carriage return there is dropped
+        // in its place, and what is left of the line is then read as the data.
+        std::getchar();
 
         std::printf("enter the message code(99=Exit) : 0x");
         std::fflush(stdout);
@@ -161,7 +168,7 @@ int input_multiple_packet_data(void)
             return 0;
         }
         if (std::memchr(line, '\n', sizeof(line)) == nullptr) {
-            DropRestOfLine();  // what does not fit must not be read as the next codes
+            DropRestOfLine();  // what is beyond 99 characters must not be read as the next codes
         }
         if (std::strncmp(line, "99", 2) == 0) {
             return 0;
