@@ -82,7 +82,7 @@ public:
     {
         info.stStartTime = {126, 11, 17, 0, 13, 29, {}};  // 2026-11-17 00:13:29
         SetText(info.szSerialNumber, "0A1B3CDN900042");
-        info.iLinkType = 2;  // Wi-Fi
+        info.iLinkType = LINK_TYPE_WIFI;
         const unsigned int address[] = {192, 168, 0, 7};
         std::copy(std::begin(address), std::end(address), info.aulLinkValue);
         // Notes and texts of an earlier run in this process have no place in this one.
@@ -102,7 +102,7 @@ public:
         item.ulDuration = 35;
         item.lTid = 1000 + static_cast<int>(items.size());
         item.iSelectIndex = -1;
-        item.ulResult = 2;
+        item.ulResult = RESULT_PASS;
         items.push_back(item);
         info.ulDuration += item.ulDuration;
         return items.back();
@@ -130,7 +130,7 @@ public:
     void Fail(const std::string& detail)
     {
         PelkoItem_s& item = items.back();
-        item.ulResult = 4;
+        item.ulResult = RESULT_FAIL;
         ++info.iFailCount;
         PelkoAppClientLogger::RecordFailedItem(&item, item.eInspType);
         InspectionLogger::AppendInspectionLog(item.ucCode1, item.ucCode2, detail);
@@ -138,7 +138,7 @@ public:
 
     std::string Report(PelkoAppClientLogger::Mode_e mode)
     {
-        info.iRunState = 3;  // completed
+        info.iRunState = RUN_STATE_COMPLETED;
         info.iItemCount = static_cast<int>(items.size());
         std::string report;
         PelkoAppClientLogger(mode).GetLog(report, &info, &items);
@@ -210,7 +210,7 @@ void Inspect(InspectionRun& run)
     run.Begin("Tuner", 0x70, 0x01).ulErrorFlag = ERROR_FLAG_DATA | ERROR_FLAG_LIST;
     run.Fail("record refused");
 
-    run.Begin("Speaker", 0x70, 0x02).ulResult = 0;  // no result yet
+    run.Begin("Speaker", 0x70, 0x02).ulResult = RESULT_NONE;
 }
 
 void WriteFile(const std::string& path, const std::string& text)

@@ -1,15 +1,20 @@
 // The store of detail texts: what it keeps, answers, logs and prints.
 #include <fa_api/InspectionLogger.h>
+#include <fa_api/PelkoAppClientLogger.h>
 #include <fa_platform/simulation.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <regex>
+#include <thread>
 
 namespace
 {
 
 using Store = InspectionLogger;
+static_assert(!std::is_copy_constructible_v<Store> && !std::is_copy_assignable_v<Store>);
+static_assert(!std::is_copy_assignable_v<PelkoAppClientLogger>, "the mode is for good");
 
 std::string TextOf(unsigned char code1, unsigned char code2)
 {
@@ -78,6 +83,33 @@ TEST(DetailStore, LogsAndPrintsEachStoredTextAndRefusal)
               "> AppendInspectionLog[2][a.]\n> AppendInspectionLog[3][a.b]\n"
               "> AssignInspectionLog[2][%s]\n> t_AppendInspectionLog messge empty\n"
               "> t_AppendInspectionLog messge empty\n");
+}
+
+// ThreadSanitizer runs this too.
+TEST(DetailStoreThreads, RawReportsAtOnceMakeOneInstance)
+{
+    Store::AssignInspectionLog(1, 2, "text");
+    std::atomic<int> waiting{8};
+    std::vector<Store*> instances(8);
+    std::vector<std::thread> writers;
+    for (Store*& instance : instances) {
+        writers.emplace_back([&] {
+            PelkoItem_s item{};
+            item.ucCode1 = 1;
+            item.ucCode2 = 2;
+            item.ulResult = RESULT_PASS;
+            std::string section;
+            for (--waiting; waiting > 0;) {
+            }
+            PelkoAppClientLogger(PelkoAppClientLogger::MODE_RAW).GetItemLog(section, &item, 0);
+            EXPECT_NE(section.find("\nfailed=^text^\n"), std::string::npos);
+            instance = Store::GetInstance();
+        });
+    }
+    for (std::thread& writer : writers) {
+        writer.join();
+    }
+    EXPECT_EQ(instances, std::vector<Store*>(8, Store::GetInstance()));
 }
 
 }  // namespace

@@ -5,9 +5,15 @@
 ///     std::string report;
 ///     logger.GetLog(report, &testInfo, &items);
 ///
-/// Every text operation replaces its output string. Record and vector pointers must not be null;
-/// what they point to is only read, and only during the call. One thread at a time may use the
-/// failure notes, and no raw report may be written meanwhile; otherwise objects are independent.
+/// Record and vector pointers must not be null; what they point to is only read, and only during
+/// the call. A text operation replaces the whole content of its output string.
+///
+/// Threads: any number of threads may write reports at the same time, with one object or several,
+/// as long as no thread changes the failure notes or the detail texts (InspectionLogger) meanwhile;
+/// those are changed by one thread at a time.
+///
+/// Where memory runs out, std::bad_alloc leaves the operation; the failure notes and the output
+/// string are as they were, except as GetLog says.
 #ifndef FA_API_PELKOAPPCLIENTLOGGER_H
 #define FA_API_PELKOAPPCLIENTLOGGER_H
 
@@ -31,34 +37,40 @@ public:
         MODE_RAW = 2      ///< codes, failure notes and detail texts as well
     };
 
-    /// Makes a writer of reports in one mode.
+    /// Makes a writer whose reports show what `mode` says, for good: it cannot be assigned.
     explicit PelkoAppClientLogger(Mode_e mode);
     virtual ~PelkoAppClientLogger();
 
-    /// Writes the whole report. Returns true. Throws std::out_of_range when iItemCount exceeds the
-    /// vector's length; `report` then holds the text up to the last item there is.
+    /// Writes the whole report of a run: the information text, then the sections of the first
+    /// iItemCount items of the vector. Returns true. Throws std::out_of_range when iItemCount
+    /// exceeds the vector's length; `report` then holds the text up to the last item there is.
+    /// Where memory runs out, it holds what it held, or the text up to a whole item.
     bool GetLog(std::string& report, PelkoTestInfo_s* testInfo, std::vector<PelkoItem_s>* items);
 
-    /// Writes the summary and the information section, for which it queries the platform. Returns
-    /// true.
+    /// Writes the summary and the information section of a report. It asks the platform for the
+    /// set's model, option and component versions, and writes a mask for each that it does not get.
+    /// Returns true.
     bool GetInfoLog(std::string& text, PelkoTestInfo_s* testInfo);
 
-    /// Writes the section of one item; `index` is its zero-based position. Returns true.
-    bool GetItemLog(std::string& section, PelkoItem_s* item, int index);
+    /// Writes the section of one item under the number `index` + 1; `index` is the item's position,
+    /// counted from 0. In the raw mode it reads the failure notes and the detail texts. Returns
+    /// true.
+    bool GetItemLog(std::string& text, PelkoItem_s* item, int index);
 
-    /// Writes all result values. Returns false, and leaves `text` alone, where there are none to
-    /// show.
+    /// Writes all result values of an item, as the mode joins and labels them. Returns true; false
+    /// where the item has none to show, which leaves `text` as it is.
     bool GetResultLog(std::string& text, PelkoItem_s* item);
 
-    /// Writes the specification. Returns false, and leaves `text` alone, where there is none or a
-    /// value of it has no text.
+    /// Writes the specification of an item, as the mode joins its values. Returns true; false where
+    /// there is none or a value of it has no text, which leaves `text` as it is.
     bool GetSpecLog(std::string& text, PelkoItem_s* item);
 
     /// Keeps a copy of a failed item for the whole process, in place of an earlier one with the
     /// same code pair. Raw reports show a note of it with every item of that pair. Returns true.
     static bool RecordFailedItem(PelkoItem_s* item, PelkoInspectionType_e type);
 
-    /// Forgets all failed items. Returns true.
+    /// Forgets all failed items. Notes outlive a run and every object: clear them between runs.
+    /// Returns true.
     static bool ClearFailedLog();
 
     // Implementation details.
@@ -87,7 +99,7 @@ private:
 
     static bool m_GetFailedLog(std::string& note, unsigned char code1, unsigned char code2);
 
-    Mode_e m_mode;
+    const Mode_e m_mode;
     static std::map<CodePair, FailedItem> m_itemFailedList;
 };
 

@@ -20,6 +20,20 @@ struct PelkoInfoTime_s {
     unsigned char abReserved[2];  ///< not read
 };
 
+/// States of a run, for PelkoTestInfo_s::iRunState. Any other value leaves the result empty.
+enum PelkoRunState_e : int {
+    RUN_STATE_COMPLETED = 3,  ///< "fail" where iFailCount is above 0, else "pass"
+    RUN_STATE_TIMED_OUT = 4,  ///< "timeout"
+    RUN_STATE_STOPPED = 5     ///< "stop"
+};
+
+/// Factory network links, for PelkoTestInfo_s::iLinkType. Any other value leaves the link empty.
+enum PelkoLinkType_e : int {
+    LINK_TYPE_UART = 0,       ///< "uart", without link values
+    LINK_TYPE_BLUETOOTH = 1,  ///< "bt" and the link values
+    LINK_TYPE_WIFI = 2        ///< "wifi" and the link values
+};
+
 /// One inspection run.
 struct PelkoTestInfo_s {
     int iItemCount;                ///< items to render: not more than the vector holds
@@ -28,11 +42,11 @@ struct PelkoTestInfo_s {
     int aiReserved2[2];            ///< not read
     PelkoInfoTime_s stStartTime;   ///< start of the run
     char szSerialNumber[28];       ///< the set's serial number
-    int iRunState;                 ///< 3 completed, 4 timed out, 5 stopped
-    int iFailCount;                ///< failed items; read in state 3 only
+    int iRunState;                 ///< PelkoRunState_e
+    int iFailCount;                ///< failed items; read in RUN_STATE_COMPLETED only
     int aiReserved3[2];            ///< not read
     unsigned int ulDuration;       ///< in the caller's unit
-    int iLinkType;                 ///< 0 UART, 1 Bluetooth, 2 Wi-Fi
+    int iLinkType;                 ///< PelkoLinkType_e
     unsigned int aulLinkValue[4];  ///< written for Bluetooth and Wi-Fi
 };
 
@@ -41,7 +55,15 @@ enum PelkoValueType_e : int {
     VALUE_INTEGER = 0,  ///< numeric form: signed decimal
     VALUE_HEX = 1,      ///< character form: "0x" and two digits for each of iLength bytes
     VALUE_STRING = 2,   ///< character form: text
-    VALUE_FLOAT = 3     ///< numeric form: two digits behind the decimal point
+    VALUE_FLOAT = 3     ///< numeric form: two digits after the decimal point
+};
+
+/// Results of an item, for PelkoItem_s::ulResult. 1 counts as RESULT_NONE, 3 as RESULT_PASS, and
+/// every value above 4 as RESULT_FAIL.
+enum PelkoResult_e : unsigned int {
+    RESULT_NONE = 0,  ///< no result yet: the item's section ends after its name
+    RESULT_PASS = 2,  ///< "pass"
+    RESULT_FAIL = 4   ///< "fail"
 };
 
 /// How an item was inspected. Every value but INSPECTION_AUTO counts as normal.
@@ -102,7 +124,7 @@ struct PelkoItem_s {
     PelkoInspectionType_e eInspType;   ///< how the item was inspected
     PelkoValueType_e eMsgDataType;     ///< type of the message data
     PelkoItemCValue_s stMsgData;       ///< message data, present when its iLength is above 0
-    unsigned int ulResult;             ///< 0 and 1 no result yet, 2 and 3 pass, 4 and above fail
+    unsigned int ulResult;             ///< PelkoResult_e
     int iRetryCount;                   ///< retries of the item
     int iSpecType;                     ///< PelkoSpecType_e
     PelkoValueType_e eSpecValueType;   ///< type of all specification values
@@ -119,7 +141,7 @@ struct PelkoItem_s {
     int iExpectCount;                  ///< result values needed before the selected one is shown
     int iSelectIndex;                  ///< multiple-data item: index of the selected value, or -1
     int iMeasureCount;                 ///< result values: iMeasureCount + iExtraCount of them
-    int iExtraCount;                   ///< result values behind the first iMeasureCount ones
+    int iExtraCount;                   ///< result values after the first iMeasureCount ones
     PelkoTestItemValue_s astMeasure[96];  ///< the result values
     PelkoValueType_e eMeasureValueType;   ///< type of all result values
     int iListCount;                       ///< codes in aucList

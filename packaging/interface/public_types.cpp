@@ -11,6 +11,9 @@ struct PublicTypes {
     PelkoTestInfo_s testInfo;
     PelkoItem_s item;
     PelkoInspectionType_e inspectionType;
+    PelkoRunState_e runState;
+    PelkoLinkType_e linkType;
+    PelkoResult_e result;
     PelkoSpecType_e specType;
     PelkoErrorFlag_e errorFlag;
     PelkoValueType_e valueType;

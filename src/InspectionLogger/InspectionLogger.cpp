@@ -1,6 +1,7 @@
 #include <fa_api/InspectionLogger.h>
 
 #include <algorithm>
+#include <mutex>
 #include <new>
 
 #include "common/log.h"
@@ -9,6 +10,8 @@ namespace
 {
 
 constexpr std::size_t kMaxTextLength = 100;
+
+std::mutex instanceMutex;
 
 std::pair<signed char, signed char> KeyOf(unsigned char code1, unsigned char code2)
 {
@@ -26,6 +29,8 @@ InspectionLogger::~InspectionLogger() = default;
 
 InspectionLogger* InspectionLogger::GetInstance()
 {
+    // Raw reports on several threads may be the first to ask.
+    const std::lock_guard<std::mutex> lock(instanceMutex);
     if (m_pInstance == nullptr) {
         m_pInstance = new (std::nothrow) InspectionLogger;
     }
@@ -74,7 +79,7 @@ bool InspectionLogger::m_Store(const char* operation, Key key, const std::string
                                bool append)
 {
     if (message.empty()) {
-        FA_LOG_AND_PRINT_FOR(operation, fa::kError, "t_AppendInspectionLog messge empty");
+        FA_LOG_AND_PRINT_FOR(operation, fa::kError, "t_AppendInspectionLog messge empty");  // sic
         return false;
     }
     const auto entry = m_DetailedItem.find(key);

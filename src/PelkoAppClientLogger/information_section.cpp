@@ -22,11 +22,11 @@ constexpr std::size_t kLastOptionPlace = kOptionSize - 2;
 const char* ResultWord(const PelkoTestInfo_s& info)
 {
     switch (info.iRunState) {
-        case 3:
+        case RUN_STATE_COMPLETED:
             return info.iFailCount > 0 ? fa::kFail : fa::kPass;
-        case 4:
+        case RUN_STATE_TIMED_OUT:
             return fa::kTimeout;
-        case 5:
+        case RUN_STATE_STOPPED:
             return fa::kStop;
         default:
             return "";
@@ -36,13 +36,13 @@ const char* ResultWord(const PelkoTestInfo_s& info)
 void AppendLink(std::string& text, const PelkoTestInfo_s& info)
 {
     switch (info.iLinkType) {
-        case 0:
+        case LINK_TYPE_UART:
             text += "uart";
             return;
-        case 1:
+        case LINK_TYPE_BLUETOOTH:
             text += "bt";
             break;
-        case 2:
+        case LINK_TYPE_WIFI:
             text += "wifi";
             break;
         default:

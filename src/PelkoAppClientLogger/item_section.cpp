@@ -72,7 +72,7 @@ bool PelkoAppClientLogger::GetItemLog(std::string& text, PelkoItem_s* item, int 
     if (raw) {
         fa::AppendLine(section, "imqs", fa::TextField(item->szImqs));
     }
-    if (item->ulResult <= 1) {
+    if (item->ulResult < RESULT_PASS) {
         text = std::move(section);
         return true;
     }
@@ -85,7 +85,7 @@ bool PelkoAppClientLogger::GetItemLog(std::string& text, PelkoItem_s* item, int 
     if (m_GetMsgDataLog(value, item)) {
         fa::AppendLine(section, "data", value);
     }
-    fa::AppendLine(section, "result", item->ulResult <= 3 ? fa::kPass : fa::kFail);
+    fa::AppendLine(section, "result", item->ulResult < RESULT_FAIL ? fa::kPass : fa::kFail);
     if (timed) {
         fa::AppendNumberLine(section, "duration", item->ulDuration);
         fa::AppendNumberLine(section, "retrycount", item->iRetryCount);

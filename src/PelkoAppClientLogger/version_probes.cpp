@@ -149,6 +149,6 @@ bool PelkoAppClientLogger::m_GetSoVersion(std::string& text)
         return false;
     }
     text.erase(0, library + kInspectionLibrary.size());
-    FA_LOG(fa::kInfo, "strOut=%s", text.c_str());
+    FA_LOG(fa::kInfo, "strOut=%s", text.c_str());  // sic
     return true;
 }

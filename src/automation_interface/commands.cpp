@@ -41,7 +41,7 @@ bool HasFastBoot()
 int automation_execute_command(int data0, int data1)
 {
     if (data0 == 0) {
-        FA_LOG(fa::kError, "parameter is null");
+        FA_LOG(fa::kError, "parameter is null");  // sic
         return -1;
     }
     FA_LOG(fa::kDebug, "Data0[%x] Data1[%x]", static_cast<unsigned int>(data0),
@@ -55,7 +55,7 @@ int automation_execute_command_with_data(int data0, int data1, const unsigned ch
                                          unsigned char length)
 {
     if (length == 0 || data0 == 0 || data == nullptr) {
-        FA_LOG(fa::kError, "parameter is null");
+        FA_LOG(fa::kError, "parameter is null");  // sic
         return -1;
     }
     FA_LOG(fa::kDebug, "Data0[%x] Data1[%x], length[%d]", static_cast<unsigned int>(data0),
@@ -73,7 +73,7 @@ int automation_execute_command_with_data(int data0, int data1, const unsigned ch
 int automation_execute_command_with_projector(int command, unsigned int option)
 {
     if (command != kProjectorCommand) {
-        FA_LOG(fa::kError, "parameter is null");
+        FA_LOG(fa::kError, "parameter is null");  // sic
         return -1;
     }
     if (!HasFastBoot()) {

@@ -10,23 +10,23 @@ using fa::ReplyRule;
 
 constexpr fa::ServiceCall kCopyLogToUsb = {
     {"automation_copy_log_to_usb", "automation_proxy_call_copy_log_to_usb_sync",
-     "execute_command_sync", fa::kError},
+     "execute_command_sync" /* sic */, fa::kError},
     ReplyRule::kNonZeroSucceeds};
 
 constexpr fa::ServiceCall kChangePacketLength = {
     {"automation_change_packet_length_serial_source",
-     "automation_proxy_call_change_packet_length_serial_source_sync", "execute_command_sync",
-     fa::kError},
+     "automation_proxy_call_change_packet_length_serial_source_sync",
+     "execute_command_sync" /* sic */, fa::kError},
     ReplyRule::kNonZeroSucceeds};
 
 constexpr fa::ServiceCall kChangeBaudRate = {
     {"automation_change_baud_rate_ex_uart", "automation_proxy_call_change_baud_rate_ex_uart_sync",
-     "execute_command_sync", fa::kError},
+     "execute_command_sync" /* sic */, fa::kError},
     ReplyRule::kNonZeroSucceeds};
 
 constexpr fa::ServiceCall kCloseExUart = {
-    {"automation_close_ex_uart", "automation_proxy_close_ex_uart_sync", "close_ex_uart_sync",
-     fa::kError},
+    {"automation_close_ex_uart", "automation_proxy_close_ex_uart_sync" /* sic */,
+     "close_ex_uart_sync", fa::kError},
     ReplyRule::kNonZeroSucceeds};
 
 }  // namespace
@@ -51,7 +51,7 @@ int automation_change_baud_rate_ex_uart(unsigned int uibdRate)
     const int baudRate = static_cast<int>(uibdRate);
     FA_LOG(fa::kDebug, "uibdRate[%d]", baudRate);
     if (uibdRate != 9600 && uibdRate != 115200) {
-        FA_LOG(fa::kDebug, "uibdRate[%d]", baudRate);
+        FA_LOG(fa::kDebug, "uibdRate[%d]", baudRate);  // sic
         return -1;
     }
     _automation_check_ipc_connection();

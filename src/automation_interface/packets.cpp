@@ -8,12 +8,12 @@ namespace
 
 constexpr fa::ServiceCall kSendMessageByExUart = {
     {"automation_send_message_by_ex_uart", "automation_proxy_call_send_message_by_ex_uart_sync",
-     "send_message_by_ex_uart", fa::kInfo},
+     "send_message_by_ex_uart" /* sic */, fa::kInfo},
     fa::ReplyRule::kNonZeroSucceeds};
 
 constexpr fa::ServiceCall kSendRjpData = {
     {"automation_send_rjp_data", "automation_proxy_call_send_rjp_data_sync",
-     "automation_proxy_call_send_rjp_data_sync", fa::kInfo},
+     "automation_proxy_call_send_rjp_data_sync" /* sic */, fa::kInfo},
     fa::ReplyRule::kNonZeroSucceeds};
 
 constexpr fa::ServiceCall kSendRs232Ack = {

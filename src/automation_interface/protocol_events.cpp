@@ -69,7 +69,7 @@ constexpr Protocol kSs = {
      "automation_unregister_callback_serial_source"},
     /* signal */ {"ss-handler", "ss_handler", _autoamtion_signal_handler_ss},
     /* fetch */
-    {{"_autoamtion_signal_handler_ss", "automation_proxy_call_get_ss_protocol_data_sync",
+    {{"_autoamtion_signal_handler_ss" /* sic */, "automation_proxy_call_get_ss_protocol_data_sync",
       "get_ss_protocol_data_sync", fa::kError},
      automation_proxy_call_get_ss_protocol_data_sync,
      "GetSsProtocolData"},
@@ -85,8 +85,8 @@ constexpr Protocol kRjp = {
     {"automation_unregister_callback_rjp_protocol", "automation_unregister_callback_rjp_protocol"},
     /* signal */ {"rjp-handler", "rjp_handler", _autoamtion_signal_handler_rjp},
     /* fetch */
-    {{"_autoamtion_signal_handler_rjp", "automation_proxy_call_get_rjp_protocol_data_sync",
-      "get_rjp_protocol_data_sync", fa::kError},
+    {{"_autoamtion_signal_handler_rjp" /* sic */,
+      "automation_proxy_call_get_rjp_protocol_data_sync", "get_rjp_protocol_data_sync", fa::kError},
      automation_proxy_call_get_rjp_protocol_data_sync,
      "GetRjpProtocolData"},
     /* record */ {"rjpData", &rjpData},
@@ -95,13 +95,13 @@ constexpr Protocol kRjp = {
 };
 
 constexpr Protocol kEp = {
-    /* registration */ {"automation_register_callback_ep_protocol", "register_callback_ep_protocol",
-                        "callback_fp_ep"},
+    /* registration */ {"automation_register_callback_ep_protocol",
+                        "register_callback_ep_protocol" /* sic */, "callback_fp_ep"},
     /* unregistration */
-    {"automation_unregister_callback_ep_protocol", "unregister_callback_ep_protocol"},
+    {"automation_unregister_callback_ep_protocol", "unregister_callback_ep_protocol" /* sic */},
     /* signal */ {"ep-handler", "ep_handler", _autoamtion_signal_handler_ep},
     /* fetch */
-    {{"_autoamtion_signal_handler_ep", "automation_proxy_call_get_ep_protocol_data_sync",
+    {{"_autoamtion_signal_handler_ep" /* sic */, "automation_proxy_call_get_ep_protocol_data_sync",
       "get_ep_protocol_data_sync", fa::kError},
      automation_proxy_call_get_ep_protocol_data_sync,
      "GetEpProtocolData"},

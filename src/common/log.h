@@ -1,5 +1,8 @@
 // Logging of both halves of the library: one platform log line for each message, and for some
 // messages a copy on standard output. The compiler checks every format against its values.
+//
+// The texts of messages are an interface: people and scripts look for them in the log. They stay as
+// they are, also where they look like a slip; such a place is marked with "sic".
 #pragma once
 
 #include <fa_platform/dlog.h>
