@@ -170,9 +170,12 @@ class Page:
 
 def blocks(path, installed):
     text = path.read_text("utf-8")
+    left_out = False
     for match in BLOCK.finditer(text):
         language, info, body, session = match.groups()
-        if not (installed and info and info.split()[0] == "tree"):
+        if info != "output":  # goes with the block before it
+            left_out = installed and (info or "").startswith("tree")
+        if not left_out:
             yield text.count("\n", 0, match.start()) + 1, language, info, body, session
 
 
