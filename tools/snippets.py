@@ -97,7 +97,8 @@ class Page:
         process = subprocess.Popen(SHELL + [script], cwd=TREE if word == "tree" else self.folder,
                                    env={**self.environment, "SNIPPET_ENVIRONMENT": str(kept)},
                                    stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE if word != "until" else None,
+                                   stderr=subprocess.STDOUT if word == "until" else
+                                   subprocess.PIPE,
                                    encoding="utf-8")
         if word == "until":
             self.beside = process, ""
