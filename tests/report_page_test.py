@@ -17,7 +17,7 @@ with tempfile.TemporaryDirectory() as folder:
                              stdout=subprocess.PIPE, encoding="utf-8").stdout
     real = {path.name: path.read_text("utf-8") for path in pathlib.Path(folder).iterdir()}
 
-block = re.compile(r"^```text (\S+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+block = re.compile(r"^```text (\S+\.txt)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 text = page.read_text("utf-8")
 if "--update" in sys.argv:
     page.write_text(block.sub(lambda m: f"```text {m[1]}\n{real[m[1]]}```", text), "utf-8")

@@ -30,6 +30,7 @@ import select
 import shutil
 import subprocess
 import sys
+import threading
 import time
 
 TREE = pathlib.Path(__file__).resolve().parent.parent
@@ -38,7 +39,7 @@ PATIENCE = 1200  # seconds, for any one block
 STRICT = ["-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wshadow", "-Werror", "-fsyntax-only"]
 RUN = {"sh"}
 WRITTEN = {"cpp", "c", "cmake", "python", "json", "ini", "xml"}
-BLOCK = re.compile(r"^```(\w+) ?([^\n]*)\n(.*?)^```$|^<pre>\n(.*?)^</pre>$", re.M | re.S)
+BLOCK = re.compile(r"^```(\w*) ?([^\n]*)\n(.*?)^```$|^<pre>\n(.*?)^</pre>$", re.M | re.S)
 SHELL = ["bash", "-euo", "pipefail", "-c"]
 
 
@@ -80,13 +81,15 @@ class Page:
                 raise Wrong(f"what does \"{info}\" mean?")
             return self.shell(text, word, rest)
         if language == "text" and info == "output":
+            if self.output is None:
+                raise Wrong("nothing has run before it")
             compare(text, self.output)
             return "output"
         if language == "text":
             return None
         if language in WRITTEN and info:
             return self.write(language, *info.split(), text)
-        if language in ("cpp", "c", "cmake", "python", "bash", "shell", "console"):
+        if language in ("", "cpp", "c", "cmake", "python", "bash", "shell", "console"):
             raise Wrong("neither run nor excused")
         return None
 
@@ -102,6 +105,9 @@ class Page:
                                    encoding="utf-8")
         if word == "until":
             self.beside = process, ""
+            limit = threading.Timer(PATIENCE, process.kill)
+            limit.daemon = True
+            limit.start()
             while rest not in self.beside[1]:
                 line = process.stdout.readline()
                 if not line:
@@ -171,6 +177,8 @@ class Page:
 
 def blocks(path, installed):
     text = path.read_text("utf-8")
+    for match in re.finditer(r"^[ \t>]*(?:```|~~~)", BLOCK.sub("", text), re.M):
+        raise Wrong("a fenced block begins with ``` and its language at the begin of a line")
     left_out = False
     for match in BLOCK.finditer(text):
         language, info, body, session = match.groups()
@@ -178,6 +186,26 @@ def blocks(path, installed):
             left_out = installed and (info or "").startswith("tree")
         if not left_out:
             yield text.count("\n", 0, match.start()) + 1, language, info, body, session
+
+
+def run_page(path, environment, installed, counts):
+    page = Page(path, environment)
+    line = 0
+    try:
+        for line, language, info, body, session in blocks(path, installed):
+            done = page.session(session) if session else page.run(language, info, body)
+            if done:
+                counts[done] = counts.get(done, 0) + 1
+                print(f"{path.name}:{line}: {done}", flush=True)
+        if page.beside:
+            raise Wrong("no block follows this one, which goes on running")
+    except Wrong as wrong:
+        print(f"{path.name}:{line}: {wrong}", file=sys.stderr)
+        return False
+    finally:
+        if page.beside:
+            page.beside[0].kill()
+    return True
 
 
 def main():
@@ -198,16 +226,8 @@ def main():
     environment.pop("FA_PLATFORM_PROFILE", None)
     counts = {}
     for path in pages:
-        page = Page(path, environment)
-        for line, language, info, body, session in blocks(path, installed):
-            try:
-                done = page.session(session) if session else page.run(language, info, body)
-            except Wrong as wrong:
-                print(f"{path.name}:{line}: {wrong}", file=sys.stderr)
-                return 1
-            if done:
-                counts[done] = counts.get(done, 0) + 1
-                print(f"{path.name}:{line}: {done}", flush=True)
+        if not run_page(path, environment, installed, counts):
+            return 1
     print("snippets: " + ", ".join(f"{count} {done}" for done, count in sorted(counts.items())))
     return 0
 
