@@ -1,9 +1,16 @@
-// What takes threads to show: who makes the connection, and where callbacks arrive.
+// What takes threads, restarts or a look at the bus to show: who makes the connection, through
+// which proxy calls go, and where callbacks arrive. Nothing here iterates the main context that the
+// library's callbacks arrive in, except where it says so.
+#include <dlfcn.h>
 #include <fa_api/automation_api.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <set>
 
 #include "support/log_capture.h"
 #include "support/private_bus.h"
@@ -12,26 +19,79 @@
 namespace
 {
 
-std::vector<std::thread::id> received;
+constexpr char kBusName[] = "org.kavra.tv.automation-service";
+constexpr char kObjectPath[] = "/KVFacAutoObj";
 
-void Receive(ProtocolData_s* /*data*/)
+// What the library did with the binding, and what a test does in the middle of it.
+std::mutex mutex;
+std::vector<std::string> constructions;  // the names that the proxies are for
+std::set<void*> called;                  // the proxies that calls went through
+std::function<void()> beforeConstruction = [] {};
+std::function<void()> afterConstruction = [] {};
+
+template <typename Function>
+Function* Real(Function* /*replacement*/, const char* name)
 {
-    received.push_back(std::this_thread::get_id());
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-TEST(ConnectionTest, FirstCallsAtOnceMakeOneProxy)
+void NoteCall(AutomationProxy* proxy)
 {
-    const PrivateBus bus;
-    ScriptedService service(bus);
-    LogCapture log;
-    std::atomic<int> waiting{8};
+    const std::lock_guard<std::mutex> lock(mutex);
+    called.insert(proxy);
+}
+
+}  // namespace
+
+// These take the place of the library's own, which they go on to.
+
+AutomationProxy* automation_proxy_proxy_new_for_bus_sync(GBusType type, GDBusProxyFlags flags,
+                                                         const char* name, const char* path,
+                                                         GCancellable* cancellable, GError** error)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        constructions.emplace_back(name);
+    }
+    static auto* const real = Real(automation_proxy_proxy_new_for_bus_sync, __func__);
+    std::exchange(beforeConstruction, [] {})();
+    AutomationProxy* proxy = real(type, flags, name, path, cancellable, error);
+    std::exchange(afterConstruction, [] {})();
+    return proxy;
+}
+
+gboolean automation_proxy_call_copy_log_to_usb_sync(AutomationProxy* proxy, GVariant** ret,
+                                                    GCancellable* cancellable, GError** error)
+{
+    NoteCall(proxy);
+    static auto* const real = Real(automation_proxy_call_copy_log_to_usb_sync, __func__);
+    return real(proxy, ret, cancellable, error);
+}
+
+gboolean automation_proxy_call_get_ep_protocol_data_sync(AutomationProxy* proxy, GVariant** data,
+                                                         GVariant** ret, GCancellable* cancellable,
+                                                         GError** error)
+{
+    NoteCall(proxy);
+    static auto* const real = Real(automation_proxy_call_get_ep_protocol_data_sync, __func__);
+    return real(proxy, data, ret, cancellable, error);
+}
+
+namespace
+{
+
+// Calls on so many threads at once, and returns how many of the calls failed.
+int FailuresOf(int threads, int callsOfEach)
+{
+    std::atomic<int> waiting{threads};
     std::atomic<int> failures{0};
-    std::vector<std::thread> callers(8);
+    std::vector<std::thread> callers(static_cast<std::size_t>(threads));
     for (std::thread& caller : callers) {
         caller = std::thread([&] {
             for (--waiting; waiting > 0;) {
+                std::this_thread::yield();
             }
-            for (int i = 0; i < 20; ++i) {
+            for (int i = 0; i < callsOfEach; ++i) {
                 failures -= automation_copy_log_to_usb();
             }
         });
@@ -39,12 +99,184 @@ TEST(ConnectionTest, FirstCallsAtOnceMakeOneProxy)
     for (std::thread& caller : callers) {
         caller.join();
     }
+    return failures;
+}
+
+// The library's connection has received what the bus sent before; nothing of it is looked at yet.
+void AwaitLibrary()
+{
+    g_autoptr(GDBusConnection) library = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    AwaitBus(library);
+}
+
+// Another process is the service now.
+void Restart(ScriptedService& service)
+{
+    service.Leave();
+    service.Join();
+    AwaitLibrary();
+}
+
+TEST(ConnectionTest, FirstCallsAtOnceMakeOneProxy)
+{
+    const PrivateBus bus;
+    ScriptedService service(bus);
+    LogCapture log;
+    EXPECT_EQ(FailuresOf(8, 20), 0);
     const std::vector<std::string> lines = log.Take();
-    EXPECT_EQ(failures, 0);
     EXPECT_EQ(lines.size(), 161U);
-    EXPECT_EQ(lines.at(0).find("I _automation_init_service: Proxy created: 0x"), 0U);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "D automation_copy_log_to_usb: OK retVal[1]"),
               160);
+    EXPECT_EQ(constructions, std::vector<std::string>{kBusName});
+    void* logged = nullptr;
+    std::sscanf(lines.at(0).c_str(), "I _automation_init_service: Proxy created: %p", &logged);
+    EXPECT_EQ(called, std::set<void*>{logged});
+}
+
+// Only while the shared proxy has not heard of a restart do calls and fetches go past it.
+TEST(ConnectionTest, CallsGoThroughTheSharedProxyAgainOnceItKnows)
+{
+    const PrivateBus bus;
+    ScriptedService service(bus);
+    ASSERT_EQ(automation_copy_log_to_usb(), 0);
+    auto* const shared = G_DBUS_PROXY(*called.begin());
+    const auto callAndFetch = [&] {
+        called.clear();
+        service.TakeCalls();
+        EXPECT_EQ(automation_copy_log_to_usb(), 0);
+        _autoamtion_signal_handler_ep();
+    };
+
+    g_autofree char* before = g_dbus_proxy_get_name_owner(shared);
+    Restart(service);
+    callAndFetch();
+    EXPECT_EQ(called.count(shared), 0U);
+    EXPECT_EQ(constructions.size(), 3U);
+    EXPECT_EQ(service.TakeCalls(),
+              (std::vector<std::string>{"CopyLogToUsb ()", "GetEpProtocolData ()"}));
+
+    g_autofree char* now = nullptr;
+    while (now == nullptr || g_str_equal(now, before)) {
+        g_main_context_iteration(nullptr, TRUE);
+        g_free(now);
+        now = g_dbus_proxy_get_name_owner(shared);
+    }
+    callAndFetch();
+    EXPECT_EQ(called, std::set<void*>{shared});
+    EXPECT_EQ(constructions.size(), 3U);
+}
+
+// What happens while the connection is made is not missed.
+TEST(ConnectionTest, ARestartWhileTheProxyIsMadeIsSeen)
+{
+    const PrivateBus bus;
+    ScriptedService service(bus);
+    afterConstruction = [&] { Restart(service); };
+    EXPECT_EQ(automation_copy_log_to_usb(), 0);
+}
+
+TEST(ConnectionTest, ABusThatComesUpWhileTheProxyIsMadeIsWatched)
+{
+    const PrivateBus bus;
+    ScriptedService service(bus);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+    beforeConstruction = [&] { setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1); };
+    EXPECT_EQ(automation_copy_log_to_usb(), 0);
+    Restart(service);
+    EXPECT_EQ(automation_copy_log_to_usb(), 0);
+}
+
+class RestartTest : public testing::TestWithParam<int>
+{
+};
+
+// FA_RESTART_ROUNDS=300 makes it a long run, with 50 ms after each restart as in a user's program.
+TEST_P(RestartTest, FailsNoCall)
+{
+    const char* longRun = std::getenv("FA_RESTART_ROUNDS");
+    const int rounds = longRun != nullptr ? std::atoi(longRun) : 10;
+    const PrivateBus bus;
+    ScriptedService service(bus);
+    const LogCapture log;
+    ASSERT_EQ(FailuresOf(1, 1), 0);
+    int failures = 0;
+    for (int round = 0; round < rounds; ++round) {
+        if (longRun != nullptr) {
+            service.Leave();
+            service.Join();
+            g_usleep(50'000);
+        } else {
+            Restart(service);
+        }
+        failures += FailuresOf(GetParam(), 1);
+    }
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(service.TakeCalls().size(), static_cast<std::size_t>(rounds * GetParam() + 1));
+}
+
+INSTANTIATE_TEST_SUITE_P(ConnectionTest, RestartTest, testing::Values(8, 16));
+
+// The method calls of each connection, as a monitor sees them; by the connection's name.
+std::map<std::string, std::vector<std::string>> traffic;
+
+GDBusMessage* Note(GDBusConnection* /*monitor*/, GDBusMessage* message, gboolean incoming,
+                   gpointer /*data*/)
+{
+    const char* sender = g_dbus_message_get_sender(message);
+    if (incoming == FALSE || sender == nullptr) {
+        return message;
+    }
+    if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_METHOD_CALL) {
+        GVariant* body = g_dbus_message_get_body(message);
+        g_autofree char* arguments = body != nullptr ? g_variant_print(body, FALSE) : g_strdup("");
+        const std::lock_guard<std::mutex> lock(mutex);
+        traffic[sender].push_back(g_dbus_message_get_member(message) +
+                                  (" " + std::string(arguments)));
+    }
+    g_object_unref(message);  // the bus forbids a monitor to answer
+    return nullptr;
+}
+
+// The first call sends what a plain proxy and its call send, message by message.
+TEST(ConnectionTest, AFirstCallCostsTheBusNoMoreThanAPlainProxy)
+{
+    const PrivateBus bus;
+    ScriptedService service(bus);
+    g_autoptr(GDBusConnection) monitor = bus.Connect();
+    g_autoptr(GVariant) monitoring = g_dbus_connection_call_sync(
+        monitor, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.Monitoring",
+        "BecomeMonitor", g_variant_new("(asu)", nullptr, 0), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
+        nullptr, nullptr);
+    ASSERT_NE(monitoring, nullptr);
+    g_dbus_connection_add_filter(monitor, Note, nullptr, nullptr);
+
+    g_autoptr(GDBusConnection) plain = bus.Connect();
+    g_autoptr(AutomationProxy) proxy = automation_proxy_proxy_new_sync(
+        plain, G_DBUS_PROXY_FLAGS_NONE, kBusName, kObjectPath, nullptr, nullptr);
+    g_autoptr(GVariant) reply = nullptr;
+    ASSERT_TRUE(automation_proxy_call_copy_log_to_usb_sync(proxy, &reply, nullptr, nullptr));
+    ASSERT_EQ(automation_copy_log_to_usb(), 0);
+    g_autoptr(GDBusConnection) library = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+
+    const auto callsOf = [&](GDBusConnection* caller) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return traffic[g_dbus_connection_get_unique_name(caller)];
+    };
+    const gint64 deadline = g_get_monotonic_time() + gint64{60} * G_USEC_PER_SEC;
+    while (g_get_monotonic_time() < deadline &&
+           (callsOf(library).empty() || callsOf(library).back() != "CopyLogToUsb ")) {
+        g_usleep(1000);
+    }
+    EXPECT_EQ(callsOf(library), callsOf(plain));
+    EXPECT_EQ(callsOf(plain).back(), "CopyLogToUsb ");
+    g_dbus_connection_close_sync(monitor, nullptr, nullptr);
+}
+
+std::vector<std::thread::id> received;
+
+void Receive(ProtocolData_s* /*data*/)
+{
+    received.push_back(std::this_thread::get_id());
 }
 
 TEST(ConnectionTest, CallbacksArriveInTheContextOfTheFirstCaller)
@@ -57,15 +289,58 @@ TEST(ConnectionTest, CallbacksArriveInTheContextOfTheFirstCaller)
         g_main_context_push_thread_default(context);
         ASSERT_EQ(automation_close_ex_uart(), 0);
         std::thread([] { EXPECT_EQ(automation_register_callback_ep_protocol(Receive), 0); }).join();
+        Restart(service);
         service.Emit("ep_handler");
+        AwaitLibrary();
+        EXPECT_EQ(FailuresOf(4, 4), 0);
+        while (g_main_context_iteration(nullptr, FALSE)) {
+        }
+        EXPECT_TRUE(received.empty());
         while (received.empty()) {
             g_main_context_iteration(context, TRUE);
         }
-        EXPECT_EQ(received[0], std::this_thread::get_id());
+        EXPECT_EQ(received, std::vector<std::thread::id>{std::this_thread::get_id()});
         g_main_context_pop_thread_default(context);
         g_main_context_unref(context);
     });
     first.join();
 }
+
+#ifdef FA_SET_SIMULATOR
+// A service that is gone, with KILL too, is started by the bus on the next call.
+TEST(ConnectionTest, TheBusStartsAServiceThatWasKilled)
+{
+    std::string folder = (std::filesystem::temp_directory_path() / "fa-bus-XXXXXX").string();
+    ASSERT_NE(mkdtemp(folder.data()), nullptr);
+    std::ofstream(folder + "/set.service")
+        << "[D-BUS Service]\nName=" << kBusName << "\nExec=/bin/sh -c 'DBUS_SYSTEM_BUS_ADDRESS="
+        << "$DBUS_STARTER_ADDRESS exec " FA_SET_SIMULATOR " --quiet'\n";
+    const PrivateBus bus(folder.c_str());
+    g_autoptr(GDBusConnection) connection = bus.Connect();
+    std::set<guint32> services;
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(automation_execute_command(0x10, 1), 0);
+        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+            "GetConnectionUnixProcessID", g_variant_new("(s)", kBusName), nullptr,
+            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+        ASSERT_NE(reply, nullptr);
+        guint32 service = 0;
+        g_variant_get(reply, "(u)", &service);
+        services.insert(service);
+        ASSERT_EQ(kill(static_cast<pid_t>(service), SIGKILL), 0);
+        while (reply != nullptr) {  // as long as anybody is the service
+            g_variant_unref(std::exchange(reply, nullptr));
+            reply = g_dbus_connection_call_sync(
+                connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "GetNameOwner", g_variant_new("(s)", kBusName), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
+                nullptr, nullptr);
+        }
+        AwaitLibrary();
+    }
+    EXPECT_EQ(services.size(), 3U);
+    std::filesystem::remove_all(folder);
+}
+#endif
 
 }  // namespace

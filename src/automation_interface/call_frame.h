@@ -35,7 +35,7 @@ int CallService(const ServiceCall& row, Method method, Arguments... arguments)
 {
     g_autoptr(GVariant) reply = nullptr;
     g_autoptr(GError) error = nullptr;
-    AutomationProxy* proxy = ProxyForCall();
+    g_autoptr(AutomationProxy) proxy = ProxyForCall(&error);
     if (proxy == nullptr || !method(proxy, arguments..., &reply, nullptr, &error)) {
         LogFailedCall(row.names, error);
         return -1;

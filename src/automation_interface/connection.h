@@ -18,7 +18,9 @@ void _automation_check_ipc_connection();
 namespace fa
 {
 
-// The proxy to make a call through; null without a connection.
-AutomationProxy* ProxyForCall();
+// Returns the proxy to make a call through, which the caller unreferences: the shared one, unless
+// it would send to a process that is the service no longer. Null without a connection, or with an
+// error.
+AutomationProxy* ProxyForCall(GError** error);
 
 }  // namespace fa

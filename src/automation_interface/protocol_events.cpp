@@ -202,7 +202,7 @@ void HandleSignal(const Protocol& protocol)
     g_autoptr(GVariant) data = nullptr;
     g_autoptr(GVariant) ret = nullptr;
     g_autoptr(GError) error = nullptr;
-    AutomationProxy* proxy = fa::ProxyForCall();
+    g_autoptr(AutomationProxy) proxy = fa::ProxyForCall(&error);
     if (proxy == nullptr || !protocol.fetch.call(proxy, &data, &ret, nullptr, &error)) {
         fa::LogFailedCall(protocol.fetch.names, error);
         return;

@@ -4,8 +4,11 @@
 #include <cstdlib>
 #include <stdexcept>
 
-PrivateBus::PrivateBus() : bus(g_test_dbus_new(G_TEST_DBUS_NONE))
+PrivateBus::PrivateBus(const char* serviceFolder) : bus(g_test_dbus_new(G_TEST_DBUS_NONE))
 {
+    if (serviceFolder != nullptr) {
+        g_test_dbus_add_service_dir(bus, serviceFolder);
+    }
     g_test_dbus_up(bus);
     setenv("DBUS_SYSTEM_BUS_ADDRESS", Address().c_str(), 1);
 }

@@ -10,7 +10,8 @@
 class PrivateBus
 {
 public:
-    PrivateBus();
+    // The bus starts the services that are described in the folder, if one is named.
+    explicit PrivateBus(const char* serviceFolder = nullptr);
     ~PrivateBus();
 
     // A new connection to the bus, as another process would have; to be unreferenced.
