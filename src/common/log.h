@@ -18,7 +18,7 @@ constexpr char kLogTag[] = "FA_API";
 
 enum LogPriority : int { kDebug = 3, kInfo = 4, kError = 6 };
 
-// The part of `path` behind its last folder separator.
+// The part of `path` after its last folder separator.
 constexpr const char* BaseName(const char* path)
 {
     const char* base = path;
@@ -42,7 +42,7 @@ constexpr std::array<char, N> SourceName(const char (&path)[N])
     return name;
 }
 
-// Prints a message and a line feed on standard output, behind the time and the thread.
+// Prints a message and a line feed on standard output, after the time and the thread.
 void PrintOnStandardOutput(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace fa
