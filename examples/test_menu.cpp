@@ -1,4 +1,4 @@
-// A console for trying commands by hand: the three test dialogues behind one menu, as a set's debug
+// A console for trying commands by hand: the three test dialogues in one menu, as a set's debug
 // menu offers them.
 #include <fa_api/automation_api.h>
 #include <fa_platform/debug_menu.h>

@@ -10,7 +10,7 @@ namespace fa_platform
 // Tells the observer of a query that is about to be answered.
 void Announce(const std::string& query);
 
-// The text of an entry, read anew each time; nothing where it is missing.
+// The text of an entry, read each time; nothing where it is missing.
 std::optional<std::string> FindText(const char* group, const std::string& key);
 
 // The same as a number, in decimal or, with 0x, in hexadecimal. Nothing where it is no number of 32

@@ -26,7 +26,7 @@ constexpr std::string_view kListSeparator = ",";
 constexpr std::string_view kSimpleListSeparator = "\n    ";
 constexpr std::string_view kSimpleListEnd = "...";
 
-// The operators that stand behind a specification's value, by PelkoSpecType_e.
+// The operators that follow a specification's value, by PelkoSpecType_e.
 constexpr std::string_view kSpecOperators[] = {"", "", "!=", ">=", "<=", ">", "<"};
 static_assert(std::size(kSpecOperators) == SPEC_RANGE, "the kinds with other forms come last");
 constexpr std::string_view kSpecRange = "~";
