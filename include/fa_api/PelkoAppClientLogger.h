@@ -8,9 +8,9 @@
 /// Record and vector pointers must not be null; what they point to is only read, and only during
 /// the call. A text operation replaces the whole content of its output string.
 ///
-/// Threads: any number of threads may write reports at the same time, with one object or several,
-/// as long as no thread changes the failure notes or the detail texts (InspectionLogger) meanwhile;
-/// those are changed by one thread at a time.
+/// Threads: any number of threads may write reports at the same time, with one object or several.
+/// One thread at a time may change the failure notes or the detail texts (InspectionLogger), and
+/// only while no other writes a raw report.
 ///
 /// Where memory runs out, std::bad_alloc leaves the operation; the failure notes and the output
 /// string are as they were, except as GetLog says.
@@ -47,9 +47,9 @@ public:
     /// Where memory runs out, it holds what it held, or the text up to a whole item.
     bool GetLog(std::string& report, PelkoTestInfo_s* testInfo, std::vector<PelkoItem_s>* items);
 
-    /// Writes the summary and the information section of a report. It asks the platform for the
-    /// set's model, option and component versions, and writes a mask for each that it does not get.
-    /// Returns true.
+    /// Writes the summary and the information section of a report, for which it asks the platform.
+    /// A model or an option that the platform does not tell stays empty, and a component's version
+    /// becomes a mask, "*****" or "Not Supported". Returns true.
     bool GetInfoLog(std::string& text, PelkoTestInfo_s* testInfo);
 
     /// Writes the section of one item under the number `index` + 1; `index` is the item's position,
