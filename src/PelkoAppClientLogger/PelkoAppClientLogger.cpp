@@ -2,6 +2,8 @@
 #include <fa_api/PelkoAppClientLogger.h>
 #include <fa_platform/factory.h>
 
+#include <algorithm>
+
 #include "common/log.h"
 
 PelkoAppClientLogger::PelkoAppClientLogger(Mode_e mode) : m_mode(mode) {}
@@ -23,6 +25,12 @@ bool PelkoAppClientLogger::GetLog(std::string& report, PelkoTestInfo_s* testInfo
         PelkoItem_s& item = items->at(static_cast<std::size_t>(i));
         GetItemLog(part, &item, i);
         part += '\n';
+        if (i == 0) {
+            // Sections are about equally long. Growing step by step would touch twice the memory.
+            const auto count =
+                std::min(static_cast<std::size_t>(testInfo->iItemCount), items->size());
+            report.reserve(report.size() + count * part.size());
+        }
         report += part;
     }
     FA_LOG_AND_PRINT(fa::kInfo, "log mode: %d, len: %d", static_cast<int>(m_mode),
