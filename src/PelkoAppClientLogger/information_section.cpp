@@ -23,11 +23,11 @@ const char* ResultWord(const PelkoTestInfo_s& info)
 {
     switch (info.iRunState) {
         case RUN_STATE_COMPLETED:
-            return info.iFailCount > 0 ? fa::kFail : fa::kPass;
+            return info.iFailCount > 0 ? fa::kFailWord : fa::kPassWord;
         case RUN_STATE_TIMED_OUT:
-            return fa::kTimeout;
+            return fa::kTimeoutWord;
         case RUN_STATE_STOPPED:
-            return fa::kStop;
+            return fa::kStopWord;
         default:
             return "";
     }

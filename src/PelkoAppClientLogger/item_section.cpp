@@ -85,7 +85,7 @@ bool PelkoAppClientLogger::GetItemLog(std::string& text, PelkoItem_s* item, int 
     if (m_GetMsgDataLog(value, item)) {
         fa::AppendLine(section, "data", value);
     }
-    fa::AppendLine(section, "result", item->ulResult < RESULT_FAIL ? fa::kPass : fa::kFail);
+    fa::AppendLine(section, "result", item->ulResult < RESULT_FAIL ? fa::kPassWord : fa::kFailWord);
     if (timed) {
         fa::AppendNumberLine(section, "duration", item->ulDuration);
         fa::AppendNumberLine(section, "retrycount", item->iRetryCount);

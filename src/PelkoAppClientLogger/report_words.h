@@ -9,10 +9,10 @@
 namespace fa
 {
 
-constexpr char kPass[] = "pass";
-constexpr char kFail[] = "fail";
-constexpr char kTimeout[] = "timeout";
-constexpr char kStop[] = "stop";
+constexpr char kPassWord[] = "pass";
+constexpr char kFailWord[] = "fail";
+constexpr char kTimeoutWord[] = "timeout";
+constexpr char kStopWord[] = "stop";
 
 constexpr char kAuto[] = "auto";
 constexpr char kNormal[] = "normal";

@@ -1,0 +1,81 @@
+#include "outputs/words.h"
+
+#include <cstdio>
+#include <utility>
+
+#include "PelkoAppClientLogger/report_words.h"
+#include "reader/text.h"
+
+namespace fa
+{
+
+const char* ResultName(RunResult result)
+{
+    constexpr const char* kNames[] = {"", kPassWord, kFailWord, kTimeoutWord, kStopWord};
+    return kNames[static_cast<std::size_t>(result)];
+}
+
+const char* ResultName(ItemResult result)
+{
+    constexpr const char* kNames[] = {"", kPassWord, kFailWord};
+    return kNames[static_cast<std::size_t>(result)];
+}
+
+const char* KindName(SpecKind kind)
+{
+    constexpr const char* kNames[] = {"value", "!=", ">=", "<=", ">", "<", "range", "list"};
+    return kNames[static_cast<std::size_t>(kind)];
+}
+
+std::string StartText(const Run& run)
+{
+    std::string text = ValidText(run.startTime);
+    if (run.start != 0) {
+        constexpr std::pair<std::size_t, char> kSigns[] = {
+            {12, ':'}, {10, ':'}, {8, ' '}, {6, '-'}, {4, '-'}};
+        for (const auto& [place, sign] : kSigns) {
+            text.insert(place, 1, sign);
+        }
+    }
+    return text;
+}
+
+std::string CodesText(const std::optional<CodePair>& codes)
+{
+    if (!codes) {
+        return "";
+    }
+    char text[24];
+    std::snprintf(text, sizeof(text), ", 0x%02x %02x", codes->code1, codes->code2);
+    return text;
+}
+
+LimitTexts LimitsOf(const Spec& spec, int position)
+{
+    LimitTexts limits;
+    switch (spec.kind) {
+        case SpecKind::kGreaterEqual:
+        case SpecKind::kGreater:
+            limits.low = spec.limits[0];
+            break;
+        case SpecKind::kLessEqual:
+        case SpecKind::kLess:
+            limits.high = spec.limits[0];
+            break;
+        case SpecKind::kRange:
+            limits.low = spec.limits[0];
+            limits.high = spec.limits[1];
+            break;
+        case SpecKind::kList: {
+            const auto place = static_cast<std::size_t>(position) - 1;
+            limits.expected = place < spec.limits.size() ? spec.limits[place] : std::string_view();
+            break;
+        }
+        default:
+            limits.expected = spec.limits[0];
+            break;
+    }
+    return limits;
+}
+
+}  // namespace fa

@@ -1,0 +1,58 @@
+// The files that a command line names, and their reports read by several threads.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "reader/report_reader.h"
+
+namespace fa
+{
+
+// Files in the order in which they were named, those of a folder by name, its folders too, with
+// all that is in them. Names that begin with a dot, and what is neither file nor folder, are left
+// out. Links to files are followed, links to folders are not. "-" is standard input.
+class ReportFiles
+{
+public:
+    // A name that does not lead to a file is a problem, one line each.
+    explicit ReportFiles(const std::vector<std::string>& names);
+
+    std::size_t Count() const { return offsets_.size(); }
+
+    std::string At(std::size_t index) const { return &paths_[offsets_[index]]; }
+
+    const std::vector<std::string>& Problems() const { return problems_; }
+
+    // Implementation details.
+private:
+    void AddFile(const std::string& path);
+    void AddFolder(const std::string& path);
+
+    std::string paths_;  // each with its NUL: a hundred thousand strings would take far more memory
+    std::vector<std::size_t> offsets_;
+    std::vector<std::string> problems_;
+};
+
+// Orders all runs of one call: files first, then the place within a file.
+using RunOrder = std::uint64_t;
+
+// How many threads read at a time.
+std::size_t ReadingThreads();
+
+// Gives every run to `take`, which is called by ReadingThreads() threads at the same time, each
+// with its number from 0. Returns what was refused, a line each, in the order of the files. What
+// `take` throws is thrown on, once all threads have ended.
+std::vector<std::string> ReadAll(
+    const ReportFiles& files,
+    const std::function<void(std::size_t thread, RunOrder order, const Run& run)>& take);
+
+// The same by the calling thread alone, in the order of the files.
+std::vector<std::string> ReadInOrder(
+    const ReportFiles& files,
+    const std::function<void(const std::string& file, const Run& run)>& take);
+
+}  // namespace fa
