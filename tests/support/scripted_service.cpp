@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "support/trace.h"
+
 ScriptedService::ScriptedService(const PrivateBus& theBus) : bus(theBus)
 {
     // Asked before the skeleton's own handlers, for every method alike.
@@ -29,12 +31,6 @@ void ScriptedService::Answer(const std::string& method, const std::string& answe
 {
     const std::lock_guard<std::mutex> lock(mutex);
     answers[method] = answer;
-}
-
-std::vector<std::string> ScriptedService::TakeCalls()
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    return std::exchange(calls, {});
 }
 
 void ScriptedService::Emit(const std::string& signal)
@@ -74,11 +70,11 @@ gboolean ScriptedService::OnCall(GDBusInterfaceSkeleton* /*skeleton*/,
     auto* service = static_cast<ScriptedService*>(self);
     const std::string method = g_dbus_method_invocation_get_method_name(invocation);
     g_autofree char* arguments =
-        g_variant_print(g_dbus_method_invocation_get_parameters(invocation), FALSE);
+        g_variant_print(g_dbus_method_invocation_get_parameters(invocation), TRUE);
+    Note("service: " + method + " " + arguments);
     std::string answer = "((1,),)";
     {
         const std::lock_guard<std::mutex> lock(service->mutex);
-        service->calls.push_back(method + " " + arguments);
         const auto scripted = service->answers.find(method);
         answer = scripted != service->answers.end() ? scripted->second : answer;
     }

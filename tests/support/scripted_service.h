@@ -9,11 +9,11 @@
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "support/private_bus.h"
 
-// Lives on the bus under a connection and in a thread of its own, from construction on.
+// Lives on the bus under a connection and in a thread of its own, from construction on. Each call
+// is noted, as "service: SendRjpData (2, [uint32 16, 255])".
 class ScriptedService
 {
 public:
@@ -24,9 +24,6 @@ public:
     // as it is, whatever the method's types; with a D-Bus error of the text behind a "!"; or, for
     // "exit", by leaving the bus in the middle of the call. Until then a method answers "((1,),)".
     void Answer(const std::string& method, const std::string& answer);
-
-    // The calls so far, such as "SendRjpData (2, [16, 255])", which are forgotten.
-    std::vector<std::string> TakeCalls();
 
     // Announces data; the bus has passed the signal on when this returns.
     void Emit(const std::string& signal);
@@ -48,7 +45,6 @@ private:
     AutomationProxy* skeleton = automation_proxy_skeleton_new();
     std::mutex mutex;
     std::map<std::string, std::string> answers;
-    std::vector<std::string> calls;
     std::packaged_task<void()> task;
     std::thread thread;
 };

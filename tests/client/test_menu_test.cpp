@@ -2,18 +2,12 @@
 // typed once its prompt is there; and through a stream, as a script drives them.
 #include <dlfcn.h>
 #include <fa_api/automation_api.h>
-#include <fa_platform/debug_menu.h>
-#include <fa_platform/simulation.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <pty.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdarg>
 #include <regex>
-#include <sstream>
+
+#include "support/platform_log.h"
+#include "support/session.h"
 
 using namespace std::string_literals;
 
@@ -31,69 +25,21 @@ const auto kDataDone = "ExecuteCommandWithData -1\n"s;
 
 bool releaseImage = false;
 
-enum Input { kTerminal, kUnbufferedTerminal, kStream };
-
-// Plays a dialogue in a process of its own and expects it to go as written: what it shows, with
-// each entry typed at its place in braces; and, as lines of their own, the commands that it sends.
+// Expects a dialogue to go as written, with the commands that it sends as lines of their own.
 void ExpectSession(Input input, int (*dialogue)(), const std::string& script)
 {
-    termios lines{};  // whole lines, no echo
-    lines.c_lflag = ICANON;
-    lines.c_cc[VEOF] = 4;
-    int ends[2];
-    socketpair(AF_UNIX, SOCK_STREAM, 0, ends);
-    int end = ends[0];
-    const pid_t child = input == kStream ? fork() : forkpty(&end, nullptr, &lines, nullptr);
-    if (child == 0) {
-        dup2(input == kStream ? ends[1] : STDIN_FILENO, STDIN_FILENO);
-        dup2(STDIN_FILENO, STDOUT_FILENO);
-        closefrom(STDERR_FILENO + 1);
+    const auto program = [=] {
         setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
-        std::setvbuf(stdin, nullptr, input == kUnbufferedTerminal ? _IONBF : _IOFBF, BUFSIZ);
-        fa_platform::SetLogSink([](int, int, const std::string&, const std::string& text) {
-            const auto sent = std::min(text.find("Data0["), text.find("command data["));
-            std::printf("%s", sent != std::string::npos ? text.c_str() + sent : "");
+        WatchLog([](const std::string& line) {
+            const auto sent = std::min(line.find("Data0["), line.find("command data["));
+            std::printf("%s", sent != std::string::npos ? (line.substr(sent) + "\n").c_str() : "");
         });
-        std::exit(dialogue());
-    }
-    close(ends[1]);
-    std::string seen, shown, typed;
-    const auto look = [&](std::size_t length) {
-        pollfd readable{end, POLLIN, 0};
-        for (char c = 0; length-- > 0 && poll(&readable, 1, 10000) == 1 && read(end, &c, 1) == 1;) {
-            seen += c;
-        }
+        return dialogue();
     };
-    std::istringstream rest(script);
-    while (std::getline(rest, shown, '{') && std::getline(rest, typed, '}')) {
-        look(shown.size());
-        EXPECT_EQ(write(end, typed.data(), typed.size()), ssize_t(typed.size()));
-        seen += "{" + typed + "}";
-    }
-    shutdown(end, SHUT_WR);
-    look(100000);
-    close(end);
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(seen, script);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(Play(input, program, script), 0);
 }
 
 }  // namespace
-
-// Takes the debug menu's place: whatever is not for its channel shows.
-int menu_print(int channel, const char* format, ...)
-{
-    va_list values;
-    va_start(values, format);
-    if (channel != 1) {
-        std::printf("channel %d: ", channel);
-    }
-    const int printed = std::vprintf(format, values);
-    va_end(values);
-    std::fflush(stdout);
-    return printed;
-}
 
 // The library looks for the mark of a release image through this function.
 FILE* fopen(const char* path, const char* mode)

@@ -1,0 +1,64 @@
+// A client of the library beside a service that answers as the test says.
+#pragma once
+
+#include <fa_api/automation_api.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "support/observed_library.h"
+#include "support/platform_log.h"
+#include "support/private_bus.h"
+#include "support/scripted_service.h"
+
+class ClientTest : public ::testing::Test
+{
+protected:
+    ClientTest()
+    {
+        // GLib's own text without the place in its sources.
+        const auto note = [](const char*, GLogLevelFlags level, const char* message, gpointer) {
+            if ((level & G_LOG_LEVEL_MASK) <= G_LOG_LEVEL_WARNING) {
+                const char* text = std::strstr(message, "instance '");
+                Note(std::string("GLib: ") + (text != nullptr ? text : message));
+            }
+        };
+        g_log_set_default_handler(note, nullptr);
+    }
+    ~ClientTest() override
+    {
+        g_log_set_default_handler(g_log_default_handler, nullptr);
+        WatchLog({});
+    }
+
+    static void HideBus() { setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1); }
+    void ShowBus() const { setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1); }
+
+    // Notes what the function returns, and what it prints, which is nothing.
+    template <typename Function>
+    static void Call(Function function)
+    {
+        testing::internal::CaptureStdout();
+        const int result = function();
+        Note(testing::internal::GetCapturedStdout() + "= " + std::to_string(result));
+    }
+
+    // Returns when the library has received all that was sent to it before.
+    static void AwaitLibrary()
+    {
+        g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+        AwaitBus(connection);
+    }
+
+    // Lets the library handle what it has received.
+    static void Iterate()
+    {
+        AwaitLibrary();
+        while (g_main_context_iteration(nullptr, FALSE)) {
+        }
+    }
+
+    PrivateBus bus;
+    ScriptedService service{bus};
+};

@@ -1,0 +1,27 @@
+// What the library does through GLib, seen from underneath: functions of the same names in the test
+// program take the place of the binding's and of GLib's, note what is out of the ordinary, and call
+// the real ones.
+#pragma once
+
+#include <fa_api/automation_api_binding.h>
+
+#include <string>
+
+struct ObservedLibrary {
+    AutomationProxy* proxy = nullptr;  // the shared one, once it is made
+    int constructions = 0;             // attempts to make it, failed ones included
+    gulong connection = 0;             // id of the latest connection to a signal of it
+};
+
+extern ObservedLibrary library;
+
+// The trace of a call that connects, and of one that cannot.
+std::string Connected();
+extern const std::string kNoBus;
+
+// The low 32 bits of an address, as log lines show it.
+template <typename Pointer>
+unsigned int Low(Pointer pointer)
+{
+    return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pointer));
+}

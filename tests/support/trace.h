@@ -1,0 +1,24 @@
+// What happens in a test, line by line and in its order: log lines, queries of the platform, what a
+// service receives, and notes of the test's own.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+void Note(const std::string& line);
+
+// The lines since the last call, each with a line feed.
+std::string TakeTrace();
+
+// Compares texts whole; the message shows the first line that differs with those around it.
+testing::AssertionResult Same(const std::string& expected, const std::string& happened);
+
+// Compares with what happened since.
+#define EXPECT_TRACE(expected) EXPECT_TRUE(Same(expected, TakeTrace()))
+
+std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// The lines of a text; one without a line feed says so.
+std::vector<std::string> Split(const std::string& text);
