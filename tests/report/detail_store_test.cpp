@@ -1,13 +1,12 @@
 // The store of detail texts: what it keeps, answers, logs and prints.
 #include <fa_api/InspectionLogger.h>
 #include <fa_api/PelkoAppClientLogger.h>
-#include <fa_platform/simulation.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <regex>
 #include <thread>
+
+#include "support/platform_log.h"
+#include "support/printed.h"
 
 namespace
 {
@@ -38,7 +37,7 @@ TEST(DetailStore, KeepsOneTextForEachCodePair)
     EXPECT_TRUE(Store::ClearOneInspectionLog(0x80, 0x01));
     EXPECT_EQ(TextOf(0x80, 0x01) + "/" + TextOf(0x01, 0x80), "/new.");
     EXPECT_TRUE(Store::ClearAllInspectionLog());
-    EXPECT_EQ(TextOf(0x80, 0x01), "unknown");
+    EXPECT_EQ(TextOf(0x80, 0x01) + TextOf(0x01, 0x80), "unknownunknown");
     EXPECT_TRUE(Store::GetInstance() != nullptr && Store::GetInstance() == Store::GetInstance());
 }
 
@@ -52,37 +51,38 @@ TEST(DetailStore, CutsATextToItsFirst100Bytes)
     }
     Store::AssignInspectionLog(1, 2, std::string(150, ','));
     EXPECT_EQ(TextOf(1, 2), std::string(100, '.'));
+    Store::AppendInspectionLog(1, 3, std::string(101, 'y'));
+    EXPECT_EQ(TextOf(1, 3), std::string(100, 'y'));
 }
 
+// On a thread whose id is not the process's.
 TEST(DetailStore, LogsAndPrintsEachStoredTextAndRefusal)
 {
-    std::string log;
-    fa_platform::SetLogSink([&log](int buffer, int priority, const auto& tag, const auto& text) {
-        log += std::to_string(buffer) + tag + std::to_string(priority) + " " +
-               std::regex_replace(text, std::regex("\\(\\d+\\)"), "");
-    });
-    testing::internal::CaptureStdout();
-    Store::AppendInspectionLog(1, 2, "a,");
-    Store::AppendInspectionLog(1, 2, "b");
-    Store::AssignInspectionLog(1, 2, "%s");
-    Store::AssignInspectionLog(1, 2, "");
-    Store::AppendInspectionLog(1, 2, "");
-    TextOf(1, 2);
-    Store::ClearOneInspectionLog(1, 2);
-    const std::string printed = testing::internal::GetCapturedStdout();
-    fa_platform::SetLogSink({});
-    EXPECT_EQ(log, R"(2FA_API4 InspectionLogger: AppendInspectionLog > AppendInspectionLog[2][a.]
-2FA_API4 InspectionLogger: AppendInspectionLog > AppendInspectionLog[3][a.b]
-2FA_API4 InspectionLogger: AssignInspectionLog > AssignInspectionLog[2][%s]
-2FA_API6 InspectionLogger: AssignInspectionLog > t_AppendInspectionLog messge empty
-2FA_API6 InspectionLogger: AppendInspectionLog > t_AppendInspectionLog messge empty
-)");
-    const std::string prefix =
-        "AUTOMATION\\[\\d+\\.\\d{3}\\]\\[T " + std::to_string(gettid()) + "\\] ";
-    EXPECT_EQ(std::regex_replace(printed, std::regex(prefix), "> "),
-              "> AppendInspectionLog[2][a.]\n> AppendInspectionLog[3][a.b]\n"
-              "> AssignInspectionLog[2][%s]\n> t_AppendInspectionLog messge empty\n"
-              "> t_AppendInspectionLog messge empty\n");
+    std::string printed;
+    std::thread([&] {
+        printed = Printed([] {
+            Store::AppendInspectionLog(1, 2, "a,");
+            Store::AppendInspectionLog(1, 2, "b");
+            Store::AssignInspectionLog(1, 2, "%s");
+            Store::AssignInspectionLog(1, 2, "");
+            Store::AppendInspectionLog(1, 2, "");
+            TextOf(1, 2);
+            TextOf(1, 3);
+            Store::ClearOneInspectionLog(1, 2);
+            Store::ClearAllInspectionLog();
+        });
+    }).join();
+    EXPECT_TRACE(
+        Logged("InspectionLogger", "AppendInspectionLog",
+               "I AppendInspectionLog[2][a.]\nI AppendInspectionLog[3][a.b]") +
+        Logged("InspectionLogger", "AssignInspectionLog",
+               "I AssignInspectionLog[2][%s]\nE t_AppendInspectionLog messge empty") +
+        Logged("InspectionLogger", "AppendInspectionLog", "E t_AppendInspectionLog messge empty"));
+    EXPECT_TRUE(
+        Same("> AppendInspectionLog[2][a.]\n> AppendInspectionLog[3][a.b]\n"
+             "> AssignInspectionLog[2][%s]\n> t_AppendInspectionLog messge empty\n"
+             "> t_AppendInspectionLog messge empty\n",
+             printed));
 }
 
 // ThreadSanitizer runs this too.

@@ -1,0 +1,428 @@
+// Whole reports in the three modes, and what writing them asks of the platform, logs and prints.
+// In the files they are compared with, each line stands after the letters of its modes: simple,
+// detail, raw.
+#include <fa_api/InspectionLogger.h>
+
+#include <fstream>
+#include <locale>
+#include <sstream>
+
+#include "support/platform_log.h"
+#include "support/printed.h"
+#include "support/records.h"
+#include "support/scripted_platform.h"
+
+namespace
+{
+
+constexpr auto S = Logger::MODE_SIMPLE;
+constexpr auto D = Logger::MODE_DETAIL;
+constexpr auto R = Logger::MODE_RAW;
+
+std::string Column(const char* file, Logger::Mode_e mode)
+{
+    std::ifstream lines(std::string(TEST_REPORTS) + file);
+    std::string column;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.at(static_cast<std::size_t>(mode)) != ' ') {
+            column += line.substr(4) + "\n";
+        }
+    }
+    return column;
+}
+
+// A platform that has everything.
+ScriptedPlatform FullPlatform()
+{
+    ScriptedPlatform full;
+    full.strings = {{0, {0, "SIM-55"}}, {128, {0, "MM"}}, {133, {0, "SM\nSS"}}};
+    full.bluetooth = {0, true};
+    full.chipVersion = {0, 12};
+    full.hasPanel = true;
+    full.tconVersion = {0, "TCON"};
+    full.localDimming = {{7, {0, 0x1A2B3}}, {8, {0, 0}}};
+    full.option = {0, "a,b,c,d,e"};
+    full.link = "../lib/libPelkoInspect.so.1.2.3";
+    return full;
+}
+
+PelkoTestInfo_s MakeInfo()
+{
+    PelkoTestInfo_s info{2,  {}, -2000, {}, {126, 11, 17, 0, 13, 29, {9, 9}}, "", 3, 1,
+                         {}, 0,  2,     {}};
+    Put(info.szSerialNumber, "0123456789ABCDEFGHIJKLMNOPQR");
+    info.ulDuration = 4294967295;
+    for (unsigned int i = 0; i < 4; ++i) {
+        info.aulLinkValue[i] = 1000 * i;
+    }
+    return info;
+}
+
+std::vector<PelkoItem_s> MakeItems()
+{
+    PelkoItem_s inputs = MakeItem("Inputs", 0x0A, 0xF0);
+    Put(inputs.szImqs, "Q-7");
+    inputs.lTid = -70000;
+    inputs.eInspType = INSPECTION_AUTO;
+    inputs.eMsgDataType = VALUE_STRING;
+    inputs.stMsgData = Bytes(1, "AV & HDMI").stCValue;
+    inputs.ulResult = 4;
+    inputs.ulStartTime = 3000000000;
+    inputs.iSpecType = SPEC_RANGE;
+    inputs.eSpecValueType = inputs.eMeasureValueType = VALUE_FLOAT;
+    inputs.astSpec[0] = inputs.astMeasure[0] = Num(2.5F);
+    inputs.astSpec[1] = inputs.astMeasure[1] = Num(2000.126F);
+    inputs.iMeasureCount = inputs.iExtraCount = inputs.iErrorCount = 1;
+    inputs.iSkipCount = inputs.iListCount = inputs.iRetryCount = 2;
+    Put(inputs.aucSkip, "\x07\x04");
+    Put(inputs.aucError, "\x09");
+    Put(inputs.aucList, "\x08\x09");
+    Logger::RecordFailedItem(&inputs, INSPECTION_NORMAL);
+    inputs.ulDuration = 1035;
+    InspectionLogger::AssignInspectionLog(0x0A, 0xF0, "low, twice");
+
+    PelkoItem_s keys = MakeItem("Keys", 0xCC, 0x11);
+    keys.iSpecType = SPEC_NOT_EQUAL;
+    keys.eSpecValueType = keys.eMeasureValueType = VALUE_HEX;
+    keys.astSpec[0] = Bytes(2, std::string_view("\0\xFF", 2));
+    keys.iMeasureCount = keys.iListCount = 2;
+    keys.iSelectIndex = 1;
+    keys.astMeasure[0] = Bytes(1, "\x01");
+    keys.astMeasure[1] = Bytes(1, "\x02");
+    Put(keys.aucList, "\x17\x18");
+    return {inputs, keys};
+}
+
+void ExpectTheReports()
+{
+    platform = FullPlatform();
+    for (const auto mode : {S, D, R}) {
+        PelkoTestInfo_s info = MakeInfo();
+        std::vector<PelkoItem_s> items = MakeItems();
+        std::string report = "replaced";
+        TakeTrace();
+        const std::string printed =
+            Printed([&] { EXPECT_TRUE(Logger(mode).GetLog(report, &info, &items)); });
+        const std::string end = Format("log mode: %d, len: %zu\n", mode, report.size());
+        EXPECT_EQ(printed, "> " + end);
+        EXPECT_TRUE(Same(Column("run.txt", mode), report));
+        EXPECT_TRACE(Column("run_trace.txt", mode) +
+                     Logged("PelkoAppClientLogger", "GetLog", "I " + end) +
+                     "platform: ~FCBlockProfiler\n");
+    }
+}
+
+TEST(Report, IsCompleteInEachMode)
+{
+    ExpectTheReports();
+}
+
+// Not by its decimal comma, nor by its groups of digits; the build makes the locale.
+TEST(Report, DoesNotDependOnTheLocale)
+{
+    setenv("LOCPATH", TEST_LOCALES, 1);
+    std::locale::global(std::locale("de_DE.UTF-8"));
+    ASSERT_EQ(Format("%.1f", 0.5), "0,5");
+    ExpectTheReports();
+}
+
+TEST(Report, EndsWhereAnItemIsMissing)
+{
+    platform = FullPlatform();
+    PelkoTestInfo_s info = MakeInfo();
+    std::vector<PelkoItem_s> items = {MakeItems().front()};
+    const std::string whole = Column("run.txt", R);
+    std::string report;
+    TakeTrace();
+    const std::string printed =
+        Printed([&] { EXPECT_THROW(Logger(R).GetLog(report, &info, &items), std::out_of_range); });
+    EXPECT_EQ(printed, "");
+    EXPECT_TRUE(Same(whole.substr(0, whole.find("[002]")), report));
+    const std::string trace = TakeTrace();
+    EXPECT_EQ(trace.substr(trace.rfind("platform: ve_")),
+              "platform: ve_start_local_dimming_test(8, FFFFFFFF)\nplatform: ~FCBlockProfiler\n");
+    info.iItemCount = -1;
+    EXPECT_TRUE(Logger(R).GetLog(report, &info, &items));
+    EXPECT_EQ(Line(report, "testnum"), "2");
+    EXPECT_EQ(report.size(), whole.find("[001]"));
+}
+
+TEST(Report, TheItemCountIsReadAgainForEachItem)
+{
+    for (const int changed : {2, 1}) {
+        PelkoTestInfo_s info = MakeInfo();
+        std::vector<PelkoItem_s> items(3, MakeItems().back());
+        info.iItemCount = changed == 2 ? 1 : 3;
+        WatchLog([&](const std::string& line) {
+            if (line.find(": cData") != std::string::npos) {
+                info.iItemCount = changed;
+            }
+        });
+        std::string report;
+        EXPECT_TRUE(Logger(S).GetLog(report, &info, &items));
+        EXPECT_EQ(report.find("\n[002]\n") != std::string::npos, changed == 2);
+        EXPECT_EQ(report.find("\n[003]\n"), std::string::npos);
+        WatchLog({});
+    }
+}
+
+TEST(Information, SummaryOfARun)
+{
+    const struct {
+        PelkoInfoTime_s time;
+        int runState, failCount, linkType;
+        const char* text;
+    } rows[] = {
+        {{-128, 1, 5, 0, 0, 0, {}}, 3, 0, 0, "17720105000000 pass uart"},
+        {{127, -1, -12, 100, 9, 10, {}}, 3, -1, 1, "2027-1-121000910 pass bt, 0, 1000, 2000, 3000"},
+        {{0, 12, 31, 23, 59, 59, {}}, 4, 1, 3, "19001231235959 timeout "},
+        {{99, 12, 31, 23, 59, 59, {}}, 5, 1, -1, "19991231235959 stop "},
+        {{100, 0, 0, 0, 0, 0, {}}, 2, 1, 7, "20000000000000  "},
+        {{100, 0, 0, 0, 0, 0, {}}, 6, 1, 7, "20000000000000  "},
+    };
+    for (const auto& row : rows) {
+        PelkoTestInfo_s info{2147483647,
+                             {},
+                             0,
+                             {},
+                             row.time,
+                             "",
+                             row.runState,
+                             row.failCount,
+                             {},
+                             0,
+                             row.linkType,
+                             {0, 1000, 2000, 3000}};
+        std::string text;
+        EXPECT_TRUE(Logger(R).GetInfoLog(text, &info));
+        EXPECT_EQ(Line(text, "starttime") + " " + Line(text, "result") + " " + Line(text, "pelko"),
+                  row.text);
+        EXPECT_EQ(Line(text, "testnum"), "2147483650");
+    }
+}
+
+constexpr char kSimple[] =
+    "model=SIM-55|option=a,b,c\n    "
+    "d,e|mm=MM|sm=SM|ss=SS|mt=TCON|bt=BLUETOOTH-VER-0012|dnso=1.2.3|";
+constexpr char kOther[] =
+    "model=SIM-55|option=a,b,c,d,e|mm=MM|sm=SM|ss=SS|mt=TCON|bt=BLUETOOTH-VER-0012|ld1=0001A2B3|"
+    "ld2=Not Supported|\n";
+
+// The lines with those in `changes` in the place of theirs; one without a value goes.
+std::string Changed(std::string lines, const std::string& changes)
+{
+    std::istringstream stream(changes);
+    for (std::string change; std::getline(stream, change, '|');) {
+        const std::size_t sign = change.find('=');
+        const std::string key = change.substr(0, sign) + "=";
+        const std::size_t begin = lines.find(key);
+        const std::size_t end = lines.find('|', begin) + 1;
+        lines.replace(begin, end - begin, sign != std::string::npos ? change + "|" : "");
+    }
+    std::replace(lines.begin(), lines.end(), '|', '\n');
+    return lines;
+}
+
+const std::string kTconError = "E version_probes m_GetVersionInfo: getTconDataVersion err.\n";
+const std::string kNoLink = "E version_probes m_GetSoVersion: failed to get SO version\n";
+const std::string kOddLink = "E version_probes m_GetSoVersion: failed to find so. file\n";
+
+// One answer of the platform is not the full one's, and these lines differ.
+TEST(Information, WhatThePlatformAnswersOrNot)
+{
+    using P = ScriptedPlatform;
+    const std::string comma125 = "a,b," + std::string(121, 'x') + ",y";
+    const std::string comma126 = "a,b," + std::string(122, 'x') + ",";
+    const struct {
+        int line;
+        Logger::Mode_e mode;
+        std::function<void(P&)> change;
+        std::string text;
+        std::string log = {};
+    } rows[] = {
+        {__LINE__, S, [](P&) {}, ""},
+        {__LINE__, D, [](P&) {}, ""},
+        {__LINE__, R, [](P&) {}, ""},
+        {__LINE__, S, [](P& p) { p.strings[0] = {}; }, "model="},
+        {__LINE__, R,
+         [](P& p) {
+             p.strings[0] = {-1, "M"};
+         },
+         "model=M"},
+        {__LINE__, D, [](P& p) { p.strings[128] = {}; }, "mm=*****"},
+        {__LINE__, S,
+         [](P& p) {
+             p.strings[128] = {0, {}};
+         },
+         "mm=*****"},
+        {__LINE__, S,
+         [](P& p) {
+             p.strings[128] = {0, ""};
+         },
+         "mm="},
+        {__LINE__, S, [](P& p) { p.strings[133] = {}; }, "sm=*****|ss=*****"},
+        {__LINE__, S,
+         [](P& p) {
+             p.strings[133] = {0, {}};
+         },
+         "sm=*****|ss=*****"},
+        {__LINE__, S,
+         [](P& p) {
+             p.strings[133] = {0, "A"};
+         },
+         "sm=A|ss=Not Supported"},
+        {__LINE__, S,
+         [](P& p) {
+             p.strings[133] = {0, "A\n"};
+         },
+         "sm=A|ss=Not Supported"},
+        {__LINE__, S,
+         [](P& p) {
+             p.strings[133] = {0, "\nA"};
+         },
+         "sm=\nA|ss=Not Supported"},
+        {__LINE__, S,
+         [](P& p) {
+             p.strings[133] = {0, ""};
+         },
+         "sm=|ss=Not Supported"},
+        {__LINE__, S,
+         [](P& p) {
+             p.strings[133] = {0, "\n\nA\n\nB\nC"};
+         },
+         "sm=A|ss=B"},
+        {__LINE__, S, [](P& p) { p.hasPanel = false; }, "mt=*****", kTconError},
+        {__LINE__, R,
+         [](P& p) {
+             p.tconVersion = {1, "T"};
+         },
+         "mt=*****", kTconError},
+        {__LINE__, S,
+         [](P& p) {
+             p.tconVersion = {0, {}};
+         },
+         "mt="},
+        {__LINE__, S,
+         [](P& p) {
+             p.tconVersion = {0, std::string(40, 't')};
+         },
+         "mt=" + std::string(40, 't')},
+        {__LINE__, S,
+         [](P& p) {
+             p.bluetooth = {-1, true};
+         },
+         "bt=Not Supported\n"},
+        {__LINE__, D,
+         [](P& p) {
+             p.bluetooth = {0, {}};
+         },
+         "bt=Not Supported\n"},
+        {__LINE__, S,
+         [](P& p) {
+             p.chipVersion = {1, 5};
+         },
+         "bt=*****\n"},
+        {__LINE__, R, [](P& p) { p.chipVersion = {}; }, "bt=*****\n"},
+        {__LINE__, S,
+         [](P& p) {
+             p.chipVersion = {0, {}};
+         },
+         "bt=BLUETOOTH-VER-0000"},
+        {__LINE__, S,
+         [](P& p) {
+             p.chipVersion = {0, -5};
+         },
+         "bt=BLUETOOTH-VER-00-5"},
+        {__LINE__, S,
+         [](P& p) {
+             p.chipVersion = {0, 12345};
+         },
+         "bt=BLUETOOTH-VER-12345"},
+        {__LINE__, D,
+         [](P& p) {
+             p.localDimming[7] = {0, 0xFFFFFFFF};
+         },
+         "ld1=*****"},
+        {__LINE__, D,
+         [](P& p) {
+             p.localDimming[7] = {0, {}};
+         },
+         "ld1=*****"},
+        {__LINE__, D,
+         [](P& p) {
+             p.localDimming[7] = {-1, 0xFFFFFFFE};
+         },
+         "ld1=FFFFFFFE"},
+        {__LINE__, R,
+         [](P& p) {
+             p.localDimming[8] = {0, 1};
+         },
+         "ld2=00000001"},
+        {__LINE__, S,
+         [](P& p) {
+             p.option = {-1, "a,b,c,"};
+         },
+         "option=a,b,c\n    "},
+        {__LINE__, S,
+         [](P& p) {
+             p.option = {0, ",a,b,c"};
+         },
+         "option=,a,b,c"},
+        {__LINE__, S,
+         [](P& p) {
+             p.option = {0, ",,,,"};
+         },
+         "option=,,,\n    "},
+        {__LINE__, S,
+         [](P& p) {
+             p.option = {0, {}};
+         },
+         "option="},
+        {__LINE__, S,
+         [&](P& p) {
+             p.option = {0, comma125};
+         },
+         "option=" + comma125.substr(0, 125) + "\n    y"},
+        {__LINE__, S,
+         [&](P& p) {
+             p.option = {0, comma126};
+         },
+         "option=" + comma126},
+        {__LINE__, R,
+         [&](P& p) {
+             p.option = {0, std::string(128, 'o')};
+         },
+         "option=" + std::string(127, 'o')},
+        {__LINE__, S, [](P& p) { p.link = {}; }, "dnso", kNoLink},
+        {__LINE__, S, [](P& p) { p.link = ""; }, "dnso", kOddLink},
+        {__LINE__, S, [](P& p) { p.link = "libPelkoInspect.so"; }, "dnso", kOddLink},
+        {__LINE__, S, [](P& p) { p.link = "libPelkoInspect.so."; }, "dnso="},
+        {__LINE__, S, [](P& p) { p.link = "libPelkoInspect.so.1/libPelkoInspect.so.2.5"; },
+         "dnso=2.5"},
+        {__LINE__, S, [](P& p) { p.link = std::string(1003, 'x') + "libPelkoInspect.so.78"; },
+         "dnso=7"},
+    };
+    for (const auto& row : rows) {
+        platform = FullPlatform();
+        row.change(platform);
+        const testing::ScopedTrace where(__FILE__, row.line, "row");
+        std::string log;
+        WatchLog([&](const std::string& line) { log += line + "\n"; });
+        PelkoTestInfo_s info = MakeInfo();
+        std::string text = "replaced";
+        const std::string printed =
+            Printed([&] { EXPECT_TRUE(Logger(row.mode).GetInfoLog(text, &info)); });
+        EXPECT_TRUE(Same(Changed(row.mode == S ? kSimple : kOther, row.text),
+                         text.substr(text.find("model="))));
+        std::string expected = "I information_section GetInfoLog: bufOption: " +
+                               platform.option.written.value_or("").substr(0, 127) + "\n" + row.log;
+        const std::string version = Line(text, "dnso");
+        if (version != "none") {
+            expected += "I version_probes m_GetSoVersion: strOut=" + version + "\n";
+        }
+        EXPECT_TRUE(Same(expected, log));
+        EXPECT_EQ(printed, row.log.empty() ? "" : "> " + row.log.substr(row.log.find(": ") + 2));
+    }
+}
+
+}  // namespace
