@@ -12,6 +12,13 @@
 #include "support/private_bus.h"
 #include "support/scripted_service.h"
 
+// Returns when the library has received all that was sent to it before; nothing is handled yet.
+inline void AwaitLibrary()
+{
+    g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    AwaitBus(connection);
+}
+
 class ClientTest : public ::testing::Test
 {
 protected:
@@ -44,14 +51,7 @@ protected:
         Note(testing::internal::GetCapturedStdout() + "= " + std::to_string(result));
     }
 
-    // Returns when the library has received all that was sent to it before.
-    static void AwaitLibrary()
-    {
-        g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-        AwaitBus(connection);
-    }
-
-    // Lets the library handle what it has received.
+    // Lets the library handle all that was sent to it before.
     static void Iterate()
     {
         AwaitLibrary();

@@ -3,7 +3,6 @@
 // answer that a service gives, through no bus at all and the first connection, and compares all
 // that happens.
 #include <optional>
-#include <stdexcept>
 
 #include "client/client_test.h"
 
@@ -310,17 +309,5 @@ std::string NameOf(const testing::TestParamInfo<Row>& row)
 }
 
 INSTANTIATE_TEST_SUITE_P(Client, CommandTest, testing::ValuesIn(kRows), NameOf);
-
-TEST_F(ClientTest, ThePacketThatTheBusJustCarriesIsNotRefused)
-{
-    HideBus();
-    // The first byte's line tells, and ends the call: there are eight million.
-    WatchLog([](const std::string& line) {
-        if (line.find(": data[1]") != std::string::npos) {
-            throw std::length_error(line);
-        }
-    });
-    EXPECT_THROW(automation_send_rjp_data(kBytes, 8000000), std::length_error);
-}
 
 }  // namespace

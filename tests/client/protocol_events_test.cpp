@@ -237,7 +237,7 @@ TEST_P(ProtocolTest, ANullCallbackChangesNothing)
 {
     Call([&] { return p.registerCallback(nullptr); });
     EXPECT_TRACE(Entry(nullptr, p) + "= -1\n");
-    EXPECT_EQ(library.constructions, 0);
+    EXPECT_TRUE(library.constructions.empty());
     ExpectRegistered(Receive, p, "first");
     Call([&] { return p.registerCallback(nullptr); });
     EXPECT_TRACE(Entry(nullptr, p) + "= -1\n");

@@ -3,6 +3,8 @@
 #include <dlfcn.h>
 
 #include <cstring>
+#include <mutex>
+#include <utility>
 
 #include "support/trace.h"
 
@@ -21,6 +23,8 @@ std::string Connected()
 namespace
 {
 
+std::mutex mutex;
+
 template <typename Function>
 Function* Real(Function* /*replacement*/, const char* name)
 {
@@ -35,24 +39,37 @@ AutomationProxy* automation_proxy_proxy_new_for_bus_sync(GBusType type, GDBusPro
                                                          const gchar* name, const gchar* path,
                                                          GCancellable* cancellable, GError** error)
 {
-    ++library.constructions;
-    if (type != G_BUS_TYPE_SYSTEM || flags != 0 || cancellable != nullptr || *error != nullptr ||
-        std::strcmp(name, "org.kavra.tv.automation-service") != 0 ||
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        library.constructions.emplace_back(name);
+    }
+    const bool shared = flags == G_DBUS_PROXY_FLAGS_NONE;
+    if (type != G_BUS_TYPE_SYSTEM || cancellable != nullptr || *error != nullptr ||
+        (shared && std::strcmp(name, "org.kavra.tv.automation-service") != 0) ||
         std::strcmp(path, "/KVFacAutoObj") != 0) {
         Note(Format("construction of another proxy: %d %d %s %s", type, flags, name, path));
     }
-    library.proxy = Real(automation_proxy_proxy_new_for_bus_sync, __func__)(type, flags, name, path,
-                                                                            cancellable, error);
-    return library.proxy;
+    std::exchange(library.beforeConstruction, [] {})();
+    AutomationProxy* proxy = Real(automation_proxy_proxy_new_for_bus_sync, __func__)(
+        type, flags, name, path, cancellable, error);
+    library.proxy = shared ? proxy : library.proxy;
+    std::exchange(library.afterConstruction, [] {})();
+    return proxy;
 }
 
 GVariant* g_dbus_proxy_call_sync(GDBusProxy* proxy, const gchar* method, GVariant* parameters,
                                  GDBusCallFlags flags, gint timeout, GCancellable* cancellable,
                                  GError** error)
 {
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        library.called.insert(proxy);
+    }
     if (flags != 0 || timeout != -1 || cancellable != nullptr) {
-        Note(Format("call of %s through %p: flags %d, timeout %d", method,
-                    static_cast<void*>(proxy), flags, timeout));
+        Note(Format("call of %s: flags %d, timeout %d", method, flags, timeout));
+    }
+    if (static_cast<void*>(proxy) != library.proxy) {
+        Note(std::string("past the shared proxy: ") + method);
     }
     return Real(g_dbus_proxy_call_sync, __func__)(proxy, method, parameters, flags, timeout,
                                                   cancellable, error);

@@ -5,12 +5,19 @@
 
 #include <fa_api/automation_api_binding.h>
 
+#include <functional>
+#include <set>
 #include <string>
+#include <vector>
 
 struct ObservedLibrary {
-    AutomationProxy* proxy = nullptr;  // the shared one, once it is made
-    int constructions = 0;             // attempts to make it, failed ones included
-    gulong connection = 0;             // id of the latest connection to a signal of it
+    AutomationProxy* proxy = nullptr;        // the shared one, once it is made
+    std::vector<std::string> constructions;  // the names that proxies were to be made for
+    std::set<void*> called;                  // the proxies that calls went through
+    gulong connection = 0;                   // id of the latest connection to a signal
+    // What a test does in the middle of the next construction.
+    std::function<void()> beforeConstruction = [] {};
+    std::function<void()> afterConstruction = [] {};
 };
 
 extern ObservedLibrary library;

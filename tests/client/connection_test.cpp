@@ -1,10 +1,6 @@
 // What takes threads, restarts or a look at the bus to show: who makes the connection, through
 // which proxy calls go, and where callbacks arrive. Nothing here iterates the main context that the
 // library's callbacks arrive in, except where it says so.
-#include <dlfcn.h>
-#include <fa_api/automation_api.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -12,73 +8,13 @@
 #include <fstream>
 #include <set>
 
-#include "support/log_capture.h"
-#include "support/private_bus.h"
-#include "support/scripted_service.h"
+#include "client/client_test.h"
 
 namespace
 {
 
 constexpr char kBusName[] = "org.kavra.tv.automation-service";
 constexpr char kObjectPath[] = "/KVFacAutoObj";
-
-// What the library did with the binding, and what a test does in the middle of it.
-std::mutex mutex;
-std::vector<std::string> constructions;  // the names that the proxies are for
-std::set<void*> called;                  // the proxies that calls went through
-std::function<void()> beforeConstruction = [] {};
-std::function<void()> afterConstruction = [] {};
-
-template <typename Function>
-Function* Real(Function* /*replacement*/, const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-void NoteCall(AutomationProxy* proxy)
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    called.insert(proxy);
-}
-
-}  // namespace
-
-// These take the place of the library's own, which they go on to.
-
-AutomationProxy* automation_proxy_proxy_new_for_bus_sync(GBusType type, GDBusProxyFlags flags,
-                                                         const char* name, const char* path,
-                                                         GCancellable* cancellable, GError** error)
-{
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        constructions.emplace_back(name);
-    }
-    static auto* const real = Real(automation_proxy_proxy_new_for_bus_sync, __func__);
-    std::exchange(beforeConstruction, [] {})();
-    AutomationProxy* proxy = real(type, flags, name, path, cancellable, error);
-    std::exchange(afterConstruction, [] {})();
-    return proxy;
-}
-
-gboolean automation_proxy_call_copy_log_to_usb_sync(AutomationProxy* proxy, GVariant** ret,
-                                                    GCancellable* cancellable, GError** error)
-{
-    NoteCall(proxy);
-    static auto* const real = Real(automation_proxy_call_copy_log_to_usb_sync, __func__);
-    return real(proxy, ret, cancellable, error);
-}
-
-gboolean automation_proxy_call_get_ep_protocol_data_sync(AutomationProxy* proxy, GVariant** data,
-                                                         GVariant** ret, GCancellable* cancellable,
-                                                         GError** error)
-{
-    NoteCall(proxy);
-    static auto* const real = Real(automation_proxy_call_get_ep_protocol_data_sync, __func__);
-    return real(proxy, data, ret, cancellable, error);
-}
-
-namespace
-{
 
 // Calls on so many threads at once, and returns how many of the calls failed.
 int FailuresOf(int threads, int callsOfEach)
@@ -102,13 +38,6 @@ int FailuresOf(int threads, int callsOfEach)
     return failures;
 }
 
-// The library's connection has received what the bus sent before; nothing of it is looked at yet.
-void AwaitLibrary()
-{
-    g_autoptr(GDBusConnection) library = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-    AwaitBus(library);
-}
-
 // Another process is the service now.
 void Restart(ScriptedService& service)
 {
@@ -121,16 +50,16 @@ TEST(ConnectionTest, FirstCallsAtOnceMakeOneProxy)
 {
     const PrivateBus bus;
     ScriptedService service(bus);
-    LogCapture log;
     EXPECT_EQ(FailuresOf(8, 20), 0);
-    const std::vector<std::string> lines = log.Take();
-    EXPECT_EQ(lines.size(), 161U);
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), "D automation_copy_log_to_usb: OK retVal[1]"),
-              160);
-    EXPECT_EQ(constructions, std::vector<std::string>{kBusName});
-    void* logged = nullptr;
-    std::sscanf(lines.at(0).c_str(), "I _automation_init_service: Proxy created: %p", &logged);
-    EXPECT_EQ(called, std::set<void*>{logged});
+    std::vector<std::string> lines = Split(TakeTrace());
+    EXPECT_EQ(lines.at(0) + "\n", Connected());
+    lines.erase(lines.begin());
+    std::sort(lines.begin(), lines.end());
+    std::vector<std::string> expected(160, "D call_frame automation_copy_log_to_usb: OK retVal[1]");
+    expected.resize(320, "service: CopyLogToUsb ()");
+    EXPECT_EQ(lines, expected);
+    EXPECT_EQ(library.constructions, std::vector<std::string>{kBusName});
+    EXPECT_EQ(library.called, std::set<void*>{library.proxy});
 }
 
 // Only while the shared proxy has not heard of a restart do calls and fetches go past it.
@@ -139,21 +68,31 @@ TEST(ConnectionTest, CallsGoThroughTheSharedProxyAgainOnceItKnows)
     const PrivateBus bus;
     ScriptedService service(bus);
     ASSERT_EQ(automation_copy_log_to_usb(), 0);
-    auto* const shared = G_DBUS_PROXY(*called.begin());
+    auto* const shared = G_DBUS_PROXY(library.proxy);
     const auto callAndFetch = [&] {
-        called.clear();
-        service.TakeCalls();
+        library.called.clear();
+        TakeTrace();
         EXPECT_EQ(automation_copy_log_to_usb(), 0);
         _autoamtion_signal_handler_ep();
+        return TakeTrace();
     };
 
     g_autofree char* before = g_dbus_proxy_get_name_owner(shared);
     Restart(service);
-    callAndFetch();
-    EXPECT_EQ(called.count(shared), 0U);
-    EXPECT_EQ(constructions.size(), 3U);
-    EXPECT_EQ(service.TakeCalls(),
-              (std::vector<std::string>{"CopyLogToUsb ()", "GetEpProtocolData ()"}));
+    const std::string fetchFailed = Logged(
+        "call_frame", "_autoamtion_signal_handler_ep",
+        "E ERR: automation_proxy_call_get_ep_protocol_data_sync return false\n"
+        "E get_ep_protocol_data_sync err[Method “GetEpProtocolData” returned type “((i))”, but "
+        "expected “(au(i))”]");
+    const std::string called = "service: CopyLogToUsb ()\n" +
+                               Logged("call_frame", "automation_copy_log_to_usb", "D OK retVal[1]");
+    const std::string signalled =
+        Logged("protocol_events", "_autoamtion_signal_handler_ep", "I Signal Rx ep_handler");
+    const std::string fetched = "service: GetEpProtocolData ()\n" + fetchFailed;
+    EXPECT_TRUE(Same("past the shared proxy: CopyLogToUsb\n" + called + signalled +
+                         "past the shared proxy: GetEpProtocolData\n" + fetched,
+                     callAndFetch()));
+    EXPECT_EQ(library.constructions.size(), 3U);
 
     g_autofree char* now = nullptr;
     while (now == nullptr || g_str_equal(now, before)) {
@@ -161,9 +100,9 @@ TEST(ConnectionTest, CallsGoThroughTheSharedProxyAgainOnceItKnows)
         g_free(now);
         now = g_dbus_proxy_get_name_owner(shared);
     }
-    callAndFetch();
-    EXPECT_EQ(called, std::set<void*>{shared});
-    EXPECT_EQ(constructions.size(), 3U);
+    EXPECT_TRUE(Same(called + signalled + fetched, callAndFetch()));
+    EXPECT_EQ(library.called, std::set<void*>{shared});
+    EXPECT_EQ(library.constructions.size(), 3U);
 }
 
 // What happens while the connection is made is not missed.
@@ -171,7 +110,7 @@ TEST(ConnectionTest, ARestartWhileTheProxyIsMadeIsSeen)
 {
     const PrivateBus bus;
     ScriptedService service(bus);
-    afterConstruction = [&] { Restart(service); };
+    library.afterConstruction = [&] { Restart(service); };
     EXPECT_EQ(automation_copy_log_to_usb(), 0);
 }
 
@@ -180,7 +119,9 @@ TEST(ConnectionTest, ABusThatComesUpWhileTheProxyIsMadeIsWatched)
     const PrivateBus bus;
     ScriptedService service(bus);
     setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
-    beforeConstruction = [&] { setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1); };
+    library.beforeConstruction = [&] {
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
+    };
     EXPECT_EQ(automation_copy_log_to_usb(), 0);
     Restart(service);
     EXPECT_EQ(automation_copy_log_to_usb(), 0);
@@ -197,7 +138,6 @@ TEST_P(RestartTest, FailsNoCall)
     const int rounds = longRun != nullptr ? std::atoi(longRun) : 10;
     const PrivateBus bus;
     ScriptedService service(bus);
-    const LogCapture log;
     ASSERT_EQ(FailuresOf(1, 1), 0);
     int failures = 0;
     for (int round = 0; round < rounds; ++round) {
@@ -211,16 +151,19 @@ TEST_P(RestartTest, FailsNoCall)
         failures += FailuresOf(GetParam(), 1);
     }
     EXPECT_EQ(failures, 0);
-    EXPECT_EQ(service.TakeCalls().size(), static_cast<std::size_t>(rounds * GetParam() + 1));
+    const std::vector<std::string> lines = Split(TakeTrace());
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "service: CopyLogToUsb ()"),
+              rounds * GetParam() + 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(ConnectionTest, RestartTest, testing::Values(8, 16));
 
 // The method calls of each connection, as a monitor sees them; by the connection's name.
+std::mutex mutex;
 std::map<std::string, std::vector<std::string>> traffic;
 
-GDBusMessage* Note(GDBusConnection* /*monitor*/, GDBusMessage* message, gboolean incoming,
-                   gpointer /*data*/)
+GDBusMessage* Record(GDBusConnection* /*monitor*/, GDBusMessage* message, gboolean incoming,
+                     gpointer /*data*/)
 {
     const char* sender = g_dbus_message_get_sender(message);
     if (incoming == FALSE || sender == nullptr) {
@@ -248,7 +191,7 @@ TEST(ConnectionTest, AFirstCallCostsTheBusNoMoreThanAPlainProxy)
         "BecomeMonitor", g_variant_new("(asu)", nullptr, 0), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
         nullptr, nullptr);
     ASSERT_NE(monitoring, nullptr);
-    g_dbus_connection_add_filter(monitor, Note, nullptr, nullptr);
+    g_dbus_connection_add_filter(monitor, Record, nullptr, nullptr);
 
     g_autoptr(GDBusConnection) plain = bus.Connect();
     g_autoptr(AutomationProxy) proxy = automation_proxy_proxy_new_sync(
@@ -256,7 +199,7 @@ TEST(ConnectionTest, AFirstCallCostsTheBusNoMoreThanAPlainProxy)
     g_autoptr(GVariant) reply = nullptr;
     ASSERT_TRUE(automation_proxy_call_copy_log_to_usb_sync(proxy, &reply, nullptr, nullptr));
     ASSERT_EQ(automation_copy_log_to_usb(), 0);
-    g_autoptr(GDBusConnection) library = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    g_autoptr(GDBusConnection) own = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
 
     const auto callsOf = [&](GDBusConnection* caller) {
         const std::lock_guard<std::mutex> lock(mutex);
@@ -264,10 +207,10 @@ TEST(ConnectionTest, AFirstCallCostsTheBusNoMoreThanAPlainProxy)
     };
     const gint64 deadline = g_get_monotonic_time() + gint64{60} * G_USEC_PER_SEC;
     while (g_get_monotonic_time() < deadline &&
-           (callsOf(library).empty() || callsOf(library).back() != "CopyLogToUsb ")) {
+           (callsOf(own).empty() || callsOf(own).back() != "CopyLogToUsb ")) {
         g_usleep(1000);
     }
-    EXPECT_EQ(callsOf(library), callsOf(plain));
+    EXPECT_EQ(callsOf(own), callsOf(plain));
     EXPECT_EQ(callsOf(plain).back(), "CopyLogToUsb ");
     g_dbus_connection_close_sync(monitor, nullptr, nullptr);
 }
