@@ -4,13 +4,17 @@
 //     cmake -S . -B build/fuzz -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
 //         -DFA_API_BUILD_FUZZ=ON -DFA_API_SANITIZE=address,undefined
 //     cmake --build build/fuzz -j "$(nproc)"
-//     mkdir -p build/fuzz/findings
+//     mkdir -p build/fuzz/findings build/fuzz/inputs
 //     build/fuzz/fuzz/record_fuzzer -close_fd_mask=1 -max_total_time=60
-//         -artifact_prefix=build/fuzz/findings/ build/fuzz/fuzz/seeds
+//         -artifact_prefix=build/fuzz/findings/ build/fuzz/inputs fuzz/corpus/record
 //
 // An input is a byte for the mode, which may be 3 and so none of the enumeration, a PelkoTestInfo_s
-// and any number of PelkoItem_s; what is missing of the last one is zero. The seeds are the records
-// of the example.
+// and any number of PelkoItem_s; what is missing of the last one is zero. The corpus has few inputs
+// that reach every edge; the program replay_records runs them with any compiler, as a test. To
+// renew it:
+//
+//     build/fuzz/fuzz/record_fuzzer -set_cover_merge=1 -use_counters=0 NEW-FOLDER build/fuzz/inputs
+//         fuzz/corpus/record
 #include <fa_api/InspectionLogger.h>
 #include <fa_api/PelkoAppClientLogger.h>
 #include <fa_api/automation_api.h>

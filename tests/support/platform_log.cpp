@@ -11,6 +11,7 @@
 #include <map>
 #include <mutex>
 #include <sstream>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -40,14 +41,8 @@ bool SourceHolds(const std::string& source, int number, const std::string& text)
     return false;
 }
 
-// Takes the platform's place.
-int __dlog_print(int buffer, int priority, const char* tag, const char* format, ...)
+static std::string Describe(int buffer, int priority, const char* tag, const char* text)
 {
-    const std::lock_guard<std::recursive_mutex> lock(mutex);
-    va_list values;
-    va_start(values, format);
-    g_autofree char* text = g_strdup_vprintf(format, values);
-    va_end(values);
     char source[32];
     char function[64];
     int number = 0;
@@ -58,11 +53,28 @@ int __dlog_print(int buffer, int priority, const char* tag, const char* format, 
                       length > message && text[length - 1] == '\n' &&
                       SourceHolds(source, number, "FA_LOG");
     const char letter = priority < 3 || priority > 6 ? '?' : "DIWE"[priority - 3];
-    const std::string line = good ? Format("%c %s %s: %.*s", letter, source, function,
-                                           length - message - 1, text + message)
-                                  : Format("BAD %d/%d/%s/%s", buffer, priority, tag, text);
+    return good ? Format("%c %s %s: %.*s", letter, source, function, length - message - 1,
+                         text + message)
+                : Format("BAD %d/%d/%s/%s", buffer, priority, tag, text);
+}
+
+// Takes the platform's place.
+int __dlog_print(int buffer, int priority, const char* tag, const char* format, ...)
+{
+    const std::lock_guard<std::recursive_mutex> lock(mutex);
+    va_list values;
+    va_start(values, format);
+    g_autofree char* text = g_strdup_vprintf(format, values);
+    va_end(values);
+    // A long packet logs the same again and again.
+    static std::tuple<int, int, std::string, std::string> last;
+    static std::string line;
+    if (last != std::tuple<int, int, const char*, const char*>(buffer, priority, tag, text)) {
+        last = {buffer, priority, tag, text};
+        line = Describe(buffer, priority, tag, text);
+    }
     watch ? watch(line) : Note(line);
-    return length;
+    return static_cast<int>(std::strlen(text));
 }
 
 void WatchLog(std::function<void(const std::string&)> watcher)
