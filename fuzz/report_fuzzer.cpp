@@ -1,0 +1,72 @@
+// Any bytes as a report file: nothing is read outside, what is refused is refused with a line, and
+// how much of the file is in memory at a time makes no difference. All statistics are made, and all
+// texts, of what is read.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "reader/report_reader.h"
+#include "reader/text.h"
+#include "statistics/collector.h"
+
+namespace
+{
+
+int file = -1;
+std::string path;
+
+// What a reader of such a window tells of the file: its runs in short, or the refusal.
+std::string Told(fa::ReportReader& reader, fa::Collector* collector)
+{
+    std::string told;
+    fa::RunOrder order = 0;
+    try {
+        reader.Read(path, [&](const fa::Run& run) {
+            told.append(fa::ValidText(run.SerialNumber()))
+                .append(fa::JoinedLines(run.Value("option")));
+            std::vector<fa::Value> values;
+            for (const fa::Item& item : run.items) {
+                fa::SplitValues(item, run.mode, values);
+                fa::SplitNames(item.skip);
+                told.append(item.nameLine).append(std::to_string(values.size()));
+                if (item.spec) {
+                    told.append(std::to_string(fa::ReadSpec(*item.spec, run.mode).limits.size()));
+                }
+            }
+            if (collector != nullptr) {
+                collector->Take(order++, run);
+            }
+        });
+    } catch (const fa::RefusedFile& refused) {
+        return refused.what();
+    }
+    return told;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    file = memfd_create("report", 0);
+    path = "/proc/self/fd/" + std::to_string(file);
+    return file >= 0 ? 0 : 1;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    if (ftruncate(file, 0) != 0 || pwrite(file, data, size, 0) != static_cast<ssize_t>(size)) {
+        std::abort();
+    }
+    static fa::ReportReader whole(1 << 16);
+    fa::ReportReader pieces(1 + size % 61);
+    fa::Collector collector("mm");
+    const std::string told = Told(whole, &collector);
+    if (told != Told(pieces, nullptr)) {
+        std::abort();
+    }
+    collector.Finish();
+    return 0;
+}

@@ -1,0 +1,284 @@
+"""fa-report as a person calls it: whole outputs, exit statuses, and its numbers against Python's.
+
+usage: fa_report_test.py FA-REPORT PAGE    (PAGE: where the SQL stands that is tried)
+"""
+import collections
+import csv
+import io
+import json
+import math
+import os
+import pathlib
+import random
+import re
+import statistics
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROGRAM, PAGE = os.path.abspath(sys.argv[1]), pathlib.Path(sys.argv[2])
+HERE = pathlib.Path(__file__).resolve().parent
+
+
+def item(name, result="pass", spec=None, measure=None, codes=(0x10, 1), duration=35, retries=0,
+         labels="", failed="^^"):
+    return dict(name=name, result=result, spec=spec, measure=measure, codes=codes,
+                duration=duration, retries=retries, labels=labels, failed=failed)
+
+
+def report(serial, start, result, items, version="1.0"):
+    """The text of a raw report; texts may hold any byte as a surrogate."""
+    lines = ["[summary]", f"starttime={start}", "duration=420", f"result={result}", "pelko=uart",
+             f"testnum={len(items) + 3}", "retrycount=0", "", "[information]", f"s/n={serial}",
+             "model=SIM-55", "option=A,B", f"mm={version}", "sm=2", "ss=3", "mt=4", "bt=5",
+             "ld1=6", "ld2=7", "", "", ""]
+    for position, it in enumerate(items, 1):
+        codes = "%02x %02x" % it["codes"]
+        lines += [f"[{position:03}]", f"name={it['name']}, 0x{codes}", "imqs=I"]
+        if it["result"]:
+            lines += [f"result={it['result']}", f"duration={it['duration']}",
+                      f"retrycount={it['retries']}"]
+            if it["spec"] is not None:
+                lines += [f"spec={it['spec']}", f"measure={it['measure']}"]
+            if it["labels"]:
+                lines += [f"list={it['labels']}"]
+            lines += ["insptype=auto", "tid=1", "starttime=0", f"failed={it['failed']}"]
+        lines += [""]
+    return "\n".join(lines) + "\n"
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.maxDiff = None
+
+    def write(self, name, *reports):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes("".join(reports).encode("utf-8", "surrogateescape"))
+
+    def call(self, *words, status=0, stdin=b""):
+        """What the program prints; its errors are kept for the case."""
+        done = subprocess.run([PROGRAM, *words], cwd=self.folder, input=stdin,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.errors = done.stderr.decode("utf-8")
+        self.assertEqual(done.returncode, status, self.errors)
+        return done.stdout.decode("utf-8")
+
+
+def story():
+    """Three units: one passes at once, one on its second run, one never."""
+    def run(serial, start, result, supply, standby, version):
+        return report(serial, start, result, [
+            item("Supply", "pass", "4.75~5.25", supply, (0x10, 1), 30),
+            item("Standby", "fail" if result == "fail" else "pass", "0.50<=", standby, (0x10, 2), 40,
+                 1, failed="auto;0;40;7^too warm^" if result == "fail" else "^^"),
+            item("Inputs", "pass", "1", "1,1,0" if result == "stop" else "1,1,1", (0x20, 1),
+                 labels="080907"),
+            item("Speaker", None, codes=(0x30, 1))], version)
+    return {"a/1.txt": run("UNIT-A", "20261117080000", "pass", "5.00", "0.40", "1.0"),
+            "b.txt": run("UNIT-B", "20261117090000", "fail", "5.01", "0.71", "1.0") +
+                     run("UNIT-B", "20261118090000", "pass", "5.02", "0.49", "1.1"),
+            # Read first, but later in time.
+            "a/0.txt": run("UNIT-C", "20261118100000", "stop", "4.99", "0.45", "1.1"),
+            "c.txt": run("UNIT-C", "20261117100000", "fail", "4.98", "0.80", "1.0")}
+
+
+class Story(Case):
+    def setUp(self):
+        super().setUp()
+        for name, text in story().items():
+            self.write(name, text)
+
+    def test_outputs(self):
+        self.write("cut.txt", story()["b.txt"][:-1])
+        shown = self.call("show", "c.txt", status=1)
+        summed = self.call("summary", "--by", "mm", ".", status=3)
+        self.assertEqual(self.errors, "./cut.txt:132: the report is cut off: result= expected\n")
+        self.assertEqual(shown + "-\n" + summed, (HERE / "story.txt").read_text("utf-8"))
+        self.assertLessEqual(max(map(len, summed.splitlines())), 80)
+
+    def test_statuses(self):
+        for words, status in [(["show", "a/1.txt"], 0), (["show", "."], 1), (["summary", "."], 0),
+                              (["table", "."], 0), (["show", "a/1.txt", "none"], 3),
+                              (["summary", "none"], 3), (["table", "none"], 3), ([], 2), (["sum"], 2),
+                              (["show"], 2), (["show", "--json", "."], 2), (["show", "--bad", "."], 2),
+                              (["table", "-f", "xml", "."], 2), (["table", "-p", "day", "."], 2),
+                              (["summary", "-o", "none/x", "."], 3), (["--version"], 0), (["--help"], 0)]:
+            self.call(*words, status=status)
+            if status == 2:
+                self.assertIn("--help tells more", self.errors)
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([PROGRAM, "summary", "."], cwd=self.folder, stdout=full,
+                                  stderr=subprocess.PIPE)
+        self.assertEqual(done.returncode, 3)
+
+    def test_inputs(self):
+        """Hidden files, pipes, links and empty folders."""
+        self.write(".hidden", "junk")
+        (self.folder / "loop").symlink_to(self.folder)
+        os.mkfifo(self.folder / "pipe")
+        self.assertEqual(json.loads(self.call("summary", "-j", "."))["runs"]["all"], 5)
+        several = "".join(story().values()).encode()
+        self.assertEqual(self.call("summary", "-", stdin=several), self.call("summary", "."))
+        (self.folder / "gone").symlink_to("nowhere")
+        (self.folder / "empty").mkdir()
+        self.call("summary", "gone", "empty", "c.txt", status=3)
+        self.assertEqual(self.errors, "empty: no file in this folder\n"
+                                      "gone: No such file or directory\n")
+
+    def test_partitions(self):
+        self.call("table", "-p", "day", "-o", "out", ".")
+        days = {path.parent.name: path.read_text() for path in self.folder.glob("out/*/items.csv")}
+        self.assertEqual(sorted(days), ["day=2026-11-17", "day=2026-11-18"])
+        whole = self.call("table", "a", "b.txt", "c.txt").splitlines()
+        rows = [line for day in days.values() for line in day.splitlines()[1:]]
+        self.assertEqual(sorted(re.sub(r"^\./", "", row) for row in rows), sorted(whole[1:]))
+
+    def test_sql_of_the_page(self):
+        """Each query of the page finds in the story what it says it finds."""
+        (self.folder / "items.csv").write_text(self.call("table", "."), newline="")
+        queries = re.findall(r"^```sql\n(.*?)^```", PAGE.read_text("utf-8"), re.M | re.S)
+        answers = [subprocess.run(["sqlite3", ":memory:", ".import --csv items.csv items", query],
+                                  cwd=self.folder, check=True, stdout=subprocess.PIPE,
+                                  encoding="utf-8").stdout for query in queries]
+        self.assertEqual(answers, ["Standby|2\n", "1.1|2|0.47|0.49\n1.0|3|0.637|0.8\n",
+                                   "2026-11-17|UNIT-B|0.71\n2026-11-17|UNIT-C|0.80\n"])
+
+
+class Numbers(Case):
+    def test_against_python(self):
+        """All numbers of the summary, computed a second time from what was written."""
+        draw = random.Random(1117)
+        runs = []
+        for n in range(400):
+            items = []
+            for i, (spec, step) in enumerate([("4.75~5.25", 0), ("5.30>", 0), ("4<=", 1), ("-3~9999999", 2),
+                                              ("1,2", 3), ("0!=", 3), ("7~7", 4)]):
+                values = [[round(draw.gauss(5, 0.1), 2)], [draw.randint(1, 9), draw.randint(-10**6, 10**6)],
+                          [draw.randint(-2**31, 2**31 - 1) for _ in range(2)], [draw.randint(0, 9)] * 2,
+                          [7]][step]
+                items.append((f"Item {i}", draw.choice(["pass"] * 6 + ["fail", None]), spec, values,
+                              int(draw.expovariate(1 / 3000)), draw.choice([0, 0, 0, 1])))
+            start = f"202611{draw.randint(1, 9):02}{draw.randint(0, 235959) // 10000:02}{n % 60:02}00"
+            runs.append((f"U{draw.randint(1, 150)}" if n else "", start,
+                         draw.choice(["pass", "pass", "fail", "timeout", "stop", ""]),
+                         draw.choice(["1.0", "1.1", "2.0"]), items))
+        for n, (serial, start, result, version, items) in enumerate(runs):
+            self.write(f"{n % 7}/{n:04}", report(serial, start, result, [
+                item(name, res, spec, ",".join(f"{v:.2f}" if isinstance(v, float) else str(v) for v in values),
+                     (1, i), duration, retries)
+                for i, (name, res, spec, values, duration, retries) in enumerate(items)], version))
+        # Files are read folder by folder: that order decides between equal start times.
+        runs = [runs[n] for n in sorted(range(400), key=lambda n: (n % 7, n))]
+        got = json.loads(self.call("summary", "--json", "--by", "mm", "."))
+        self.assertEqual(got, json.loads(self.call("summary", "--json", "--by", "mm", ".")))
+
+        units = collections.defaultdict(list)
+        for run in runs:
+            if run[0]:
+                units[run[0]].append(run)
+        firsts = [min(unit, key=lambda run: run[1]) for unit in units.values()]
+        lasts = [sorted(unit, key=lambda run: run[1])[-1] for unit in units.values()]
+        passed = lambda some: sum(run[2] == "pass" for run in some)
+        yields = lambda of: {name: {"all": len(some), "passed": passed(some),
+                                    "yield": passed(some) / len(some) if some else None}
+                             for name, some in [("runs", list(filter(of, runs))),
+                                                ("first_runs", list(filter(of, firsts))),
+                                                ("last_runs", list(filter(of, lasts)))]}
+        part = lambda row: {name: row[name] for name in ("runs", "first_runs", "last_runs")}
+        self.assertEqual(part(got), yields(lambda run: True))
+        self.assertEqual(got["units"], len(units))
+        self.assertEqual(got["without_serial_number"], 1)
+        self.assertEqual(got["repeated"], len(runs) - 1 - len({run[:2] for run in runs if run[0]}))
+        self.assertEqual({g["value"]: part(g) for g in got["groups"]},
+                         {v: yields(lambda run: run[3] == v) for v in ("1.0", "1.1", "2.0")})
+        order = [g["runs"]["yield"] for g in got["groups"]]
+        self.assertEqual(order, sorted(order))
+        self.assertEqual({d["day"]: part(d) for d in got["days"]},
+                         {f"2026-11-{d:02}": yields(lambda run: run[1][6:8] == f"{d:02}") for d in range(1, 10)})
+
+        failures = sum(it[1] == "fail" for run in runs for it in run[4])
+        together = 0
+        for row in got["items"]:
+            own = [it for run in runs for it in run[4] if it[0] == row["name"]]
+            done = [it for it in own if it[1]]
+            times = sorted(it[4] for it in done)
+            together += sum(it[1] == "fail" for it in own)
+            self.assertEqual([row["runs"], row["failures"], row["without_result"], row["passed_on_retry"]],
+                             [len(done), sum(it[1] == "fail" for it in own), len(own) - len(done),
+                              sum(it[1] == "pass" and it[5] > 0 for it in own)])
+            self.assertAlmostEqual(row["share"], row["failures"] / failures)
+            self.assertAlmostEqual(row["cumulative_share"], together / failures)
+            for name, exact in [("median_duration", statistics.median_low(times)),
+                                ("duration_95", times[math.ceil(0.95 * len(times)) - 1])]:
+                self.assertLessEqual(abs(row[name] - exact), 0 if exact < 1024 else exact / 1000)
+        counts = [row["failures"] for row in got["items"]]
+        self.assertEqual(counts, sorted(counts, reverse=True))
+
+        normal = statistics.NormalDist().inv_cdf(0.975)
+        self.assertEqual(len(got["values"]), 11)
+        for row in got["values"]:
+            values = [it[3][row["position"] - 1] for run in runs for it in run[4]
+                      if it[0] == row["item"] and it[1]]
+            n, mean, sd = len(values), statistics.mean(values), statistics.stdev(values)
+            self.assertEqual([row["n"], row["min"], row["max"]], [n, min(values), max(values)])
+            self.assertAlmostEqual(row["mean"] / mean, 1, places=12)
+            self.assertAlmostEqual(row["deviation"], sd, delta=sd * 1e-12)
+            lower, upper = row["low"], row["high"]
+            sides = ([(mean - lower) / (3 * sd)] if lower is not None and sd else []) + \
+                    ([(upper - mean) / (3 * sd)] if upper is not None and sd else [])
+            self.assertEqual("cpk" in row, bool(sides), row)
+            self.assertEqual("cp" in row, len(sides) == 2, row)
+            if sides:
+                cpk = min(sides)
+                margin = normal * math.sqrt(1 / (9 * n) + cpk * cpk / (2 * (n - 1)))
+                for name, expected in [("value", cpk), ("low", cpk - margin), ("high", cpk + margin)]:
+                    self.assertAlmostEqual(row["cpk"][name], expected, places=9)
+            if len(sides) == 2:
+                # The chi-square distribution of many degrees of freedom, from its normal limit.
+                spread = normal / math.sqrt(2 * (n - 1))
+                cp = (upper - lower) / (6 * sd)
+                self.assertAlmostEqual(row["cp"]["value"], cp, places=9)
+                self.assertAlmostEqual(row["cp"]["low"] / (cp * (1 - spread)), 1, places=2)
+                self.assertAlmostEqual(row["cp"]["high"] / (cp * (1 + spread)), 1, places=2)
+        ranks = [row["cpk"]["value"] for row in got["values"] if "cpk" in row]
+        self.assertEqual(ranks, sorted(ranks))
+        self.assertTrue(all("cpk" in row for row in got["values"][:len(ranks)]))
+
+    def test_few_values(self):
+        """An index takes 30 values."""
+        for n in range(30):
+            self.write(f"{n:02}", report("U", 20261117000000 + n, "pass", [item("A", "pass", "0~9", n % 3)]))
+            values = json.loads(self.call("summary", "-j", "."))["values"]
+            self.assertEqual("cpk" in values[0], n == 29)
+
+
+class Hostile(Case):
+    def test_every_output_is_valid(self):
+        """Whatever is in a name, all rows come through, as text."""
+        draw = random.Random(7)
+        names = ['=cmd|"x",y', "</script><script>", "\x1b[2J", "\r", "]]>", "\udcff\udcfe\udcc3", "\x00a"]
+        names += ["".join(chr(c) if c < 128 else chr(0xDC00 + c) for c in draw.choices(range(1, 256), k=30))
+                  .replace("\n", "") for _ in range(40)]
+        for n, name in enumerate(names):
+            self.write(f"{n}", report(name, name, "pass", [item(name, "fail", name, name, failed=f"^{name}^")], name)
+                       .replace(f"starttime={name}", "starttime=2"))
+        rows = list(csv.DictReader(io.StringIO(self.call("table", "."), newline="")))
+        lines = [json.loads(line) for line in self.call("table", "-f", "jsonl", ".").splitlines()]
+        self.assertEqual([row["item"] for row in rows], [line["item"] for line in lines])
+        self.assertEqual({row["file"] for row in rows}, {f"./{n}" for n in range(len(names))})
+        self.assertTrue(all(None not in row and None not in row.values() for row in rows))
+        self.assertIn('=cmd|"x",y', {row["item"] for row in rows})
+        items = {row["name"] for row in json.loads(self.call("summary", "-j", "--by", "mm", "."))["items"]}
+        self.assertLessEqual(items, {row["item"] for row in rows})
+        for words in [("show",), ("summary", "--by", "mm")]:
+            text = self.call(*words, ".", status=0)
+            self.assertEqual(re.findall(r"[\x00-\x08\x0b-\x1f\x7f-\x9f]", text), [])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
