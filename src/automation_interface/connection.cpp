@@ -31,6 +31,13 @@ void OnOwnerChanged(GDBusConnection* /*bus*/, const char* /*sender*/, const char
     owner = *newOwner != '\0' ? g_strdup(newOwner) : nullptr;
 }
 
+// A look polls nothing, because no source of the context has a descriptor, and the system call
+// would be most of what a look costs.
+int SkipPoll(GPollFD* /*descriptors*/, unsigned int /*count*/, int /*timeout*/)
+{
+    return 0;
+}
+
 // Costs nothing on the bus, because every proxy of the name asks for the very same signal.
 void WatchOwner(GDBusConnection* bus)
 {
@@ -40,6 +47,7 @@ void WatchOwner(GDBusConnection* bus)
     // A bus that goes away makes calls fail; it must not end the application.
     g_dbus_connection_set_exit_on_close(bus, FALSE);
     ownerContext = g_main_context_new();
+    g_main_context_set_poll_func(ownerContext, SkipPoll);
     g_main_context_push_thread_default(ownerContext);
     g_dbus_connection_signal_subscribe(bus, "org.freedesktop.DBus", "org.freedesktop.DBus",
                                        "NameOwnerChanged", "/org/freedesktop/DBus", kBusName,
