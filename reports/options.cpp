@@ -21,15 +21,18 @@ constexpr char kSummary[] =
     "standard input (-).\n\n"
     "  fa-report show FILE...     each run: the outcome first, then what failed and why\n"
     "  fa-report summary FILE...  yield, what fails, what is retried, what drifts\n"
+    "  fa-report junit FILE...    JUnit XML, for a CI server\n"
     "  fa-report table FILE...    one row for each measured value";
 
 constexpr char kDescription[] =
-    "Exit status: 0 if all was read and all runs passed, 1 if a run did not pass (of show only),\n"
+    "Exit status: 0 if all was read and all runs passed, 1 if a run did not pass (of show and\n"
+    "junit only),\n"
     "2 for a wrong command line, 3 if something could not be read or written.";
 
 constexpr Command kCommands[] = {
     {"show", Show, " output "},
     {"summary", Summarize, " output json by "},
+    {"junit", Junit, " output "},
     {"table", Table, " output format partition-by "},
 };
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <string>
 
+#include "outputs/failure.h"
 #include "outputs/output_file.h"
 #include "outputs/outputs.h"
 #include "outputs/terminal.h"
@@ -14,8 +15,6 @@ namespace fa
 
 namespace
 {
-
-constexpr std::size_t kMostValues = 8;
 
 const char* Outcome(RunResult result)
 {
@@ -41,142 +40,11 @@ std::string Title(const Item& item)
            ValidText(item.name) + CodesText(item.codes);
 }
 
-std::string SpecText(const Spec& spec)
-{
-    const std::string first = ValidText(spec.limits[0]);
-    switch (spec.kind) {
-        case SpecKind::kValue:
-            return first;
-        case SpecKind::kNotEqual:
-            return "not " + first;
-        case SpecKind::kGreaterEqual:
-            return ">= " + first;
-        case SpecKind::kLessEqual:
-            return "<= " + first;
-        case SpecKind::kGreater:
-            return "> " + first;
-        case SpecKind::kLess:
-            return "< " + first;
-        case SpecKind::kRange:
-            return first + " to " + ValidText(spec.limits[1]);
-        case SpecKind::kList:
-            break;
-    }
-    return "a list";
-}
-
-// Whether a value lies outside its limit, as far as numbers tell.
-bool Violates(const Value& value, const Spec& spec)
-{
-    const std::size_t place =
-        spec.kind == SpecKind::kList ? static_cast<std::size_t>(value.position) - 1 : 0;
-    std::int64_t number = 0;
-    std::int64_t limit = 0;
-    if (place >= spec.limits.size() || !ReadNumber(value.text, number) ||
-        !ReadNumber(spec.limits[place], limit)) {
-        return false;
-    }
-    switch (spec.kind) {
-        case SpecKind::kValue:
-        case SpecKind::kList:
-            return number != limit;
-        case SpecKind::kNotEqual:
-            return number == limit;
-        case SpecKind::kGreaterEqual:
-            return number < limit;
-        case SpecKind::kLessEqual:
-            return number > limit;
-        case SpecKind::kGreater:
-            return number <= limit;
-        case SpecKind::kLess:
-            return number >= limit;
-        case SpecKind::kRange:
-            break;
-    }
-    std::int64_t high = 0;
-    return number < limit || (ReadNumber(spec.limits[1], high) && number > high);
-}
-
-// The values that lie outside where some do, else all; of a long list the first ones.
-std::string Measured(const Item& item, ReportMode mode)
-{
-    std::vector<Value> values;
-    SplitValues(item, mode, values);
-    std::optional<Spec> spec;
-    if (item.spec && !item.spec->empty()) {
-        spec = ReadSpec(*item.spec, mode);
-    }
-    std::vector<Value> shown;
-    for (const Value& value : values) {
-        if (spec && Violates(value, *spec)) {
-            shown.push_back(value);
-        }
-    }
-    const bool outside = !shown.empty();
-    if (!outside) {
-        shown = values;
-    }
-    std::string text;
-    for (std::size_t i = 0; i < shown.size() && i < kMostValues; ++i) {
-        const Value& value = shown[i];
-        text += i > 0 ? ", " : "";
-        if (value.label && !value.label->empty()) {
-            text.append(*value.label).append(" ");
-        } else if (values.size() > 1) {
-            text.append("value ").append(std::to_string(value.position)).append(": ");
-        }
-        text += ValidText(value.text);
-        if (outside && spec->kind == SpecKind::kList) {
-            text += " for " + ValidText(spec->limits[static_cast<std::size_t>(value.position) - 1]);
-        }
-    }
-    if (shown.size() > kMostValues) {
-        text += " and " + std::to_string(shown.size() - kMostValues) + " more";
-    }
-    text = text.empty() ? "nothing measured" : (outside ? "outside: " : "measured ") + text;
-    return spec ? text + "; limit " + SpecText(*spec) : text;
-}
-
-std::string Names(std::string_view line)
-{
-    std::string text;
-    for (const std::string_view name : SplitNames(line)) {
-        text += (text.empty() ? "" : ", ") + (name.empty() ? "(no name)" : ValidText(name));
-    }
-    return text;
-}
-
 std::string Failed(const Item& item, ReportMode mode)
 {
-    const std::string indent = "      ";
     std::string text = "  " + Title(item) + "\n";
-    if (item.hasErrorForm) {
-        text += indent + "its record is wrong";
-        text += item.dataError ? ", the data" : "";
-        text += item.specError ? ", the specification" : "";
-        text += item.listError ? ", the list of sub-items" : "";
-        return text + "\n";
-    }
-    if (item.measure || item.spec) {
-        text += indent + Measured(item, mode) + "\n";
-    }
-    if (!item.error.empty()) {
-        text += indent + "in error: " + Names(item.error) + "\n";
-    }
-    if (!item.skip.empty()) {
-        text += indent + "left out: " + Names(item.skip) + "\n";
-    }
-    if (item.retries != 0) {
-        text += indent + "retries: " + std::to_string(item.retries) + "\n";
-    }
-    if (item.data) {
-        text += indent + "data: " + ValidText(*item.data) + "\n";
-    }
-    if (!item.failureNote.empty()) {
-        text += indent + "noted: " + ValidText(item.failureNote) + "\n";
-    }
-    if (!item.detail.empty()) {
-        text += indent + "detail: " + ValidText(item.detail) + "\n";
+    for (const std::string& line : FailureLines(item, mode)) {
+        text += "      " + line + "\n";
     }
     return text;
 }
