@@ -80,11 +80,11 @@ class InspectionRun
 public:
     InspectionRun()
     {
-        info.stStartTime = {126, 11, 17, 0, 13, 29, {}};  // 2026-11-17 00:13:29
-        SetText(info.szSerialNumber, "0A1B3CDN900042");
-        info.iLinkType = LINK_TYPE_WIFI;
+        info_.stStartTime = {126, 11, 17, 0, 13, 29, {}};  // 2026-11-17 00:13:29
+        SetText(info_.szSerialNumber, "0A1B3CDN900042");
+        info_.iLinkType = LINK_TYPE_WIFI;
         const unsigned int address[] = {192, 168, 0, 7};
-        std::copy(std::begin(address), std::end(address), info.aulLinkValue);
+        std::copy(std::begin(address), std::end(address), info_.aulLinkValue);
         // Notes and texts of an earlier run in this process have no place in this one.
         InspectionLogger::ClearAllInspectionLog();
         PelkoAppClientLogger::ClearFailedLog();
@@ -95,23 +95,23 @@ public:
     {
         PelkoItem_s item{};
         SetText(item.szName, name);
-        SetText(item.szImqs, "IMQS-" + std::to_string(items.size() + 1));
+        SetText(item.szImqs, "IMQS-" + std::to_string(items_.size() + 1));
         item.ucCode1 = code1;
         item.ucCode2 = code2;
-        item.ulStartTime = info.ulDuration;
+        item.ulStartTime = info_.ulDuration;
         item.ulDuration = 35;
-        item.lTid = 1000 + static_cast<int>(items.size());
+        item.lTid = 1000 + static_cast<int>(items_.size());
         item.iSelectIndex = -1;
         item.ulResult = RESULT_PASS;
-        items.push_back(item);
-        info.ulDuration += item.ulDuration;
-        return items.back();
+        items_.push_back(item);
+        info_.ulDuration += item.ulDuration;
+        return items_.back();
     }
 
     void Specify(PelkoSpecType_e kind, PelkoValueType_e type,
                  const std::vector<PelkoTestItemValue_s>& values)
     {
-        PelkoItem_s& item = items.back();
+        PelkoItem_s& item = items_.back();
         item.iSpecType = kind;
         item.eSpecValueType = type;
         SetValues(item.astSpec, item.iSpecCount, values);
@@ -120,7 +120,7 @@ public:
     void Measure(PelkoValueType_e type, const std::vector<PelkoTestItemValue_s>& values,
                  const std::vector<unsigned char>& codes = {})
     {
-        PelkoItem_s& item = items.back();
+        PelkoItem_s& item = items_.back();
         item.eMeasureValueType = type;
         SetValues(item.astMeasure, item.iMeasureCount, values);
         SetCodes(item.aucList, item.iListCount, codes);
@@ -129,25 +129,25 @@ public:
     // Notes why the item that was begun last failed.
     void Fail(const std::string& detail)
     {
-        PelkoItem_s& item = items.back();
+        PelkoItem_s& item = items_.back();
         item.ulResult = RESULT_FAIL;
-        ++info.iFailCount;
+        ++info_.iFailCount;
         PelkoAppClientLogger::RecordFailedItem(&item, item.eInspType);
         InspectionLogger::AppendInspectionLog(item.ucCode1, item.ucCode2, detail);
     }
 
     std::string Report(PelkoAppClientLogger::Mode_e mode)
     {
-        info.iRunState = RUN_STATE_COMPLETED;
-        info.iItemCount = static_cast<int>(items.size());
+        info_.iRunState = RUN_STATE_COMPLETED;
+        info_.iItemCount = static_cast<int>(items_.size());
         std::string report;
-        PelkoAppClientLogger(mode).GetLog(report, &info, &items);
+        PelkoAppClientLogger(mode).GetLog(report, &info_, &items_);
         return report;
     }
 
 private:
-    PelkoTestInfo_s info{};
-    std::vector<PelkoItem_s> items;
+    PelkoTestInfo_s info_{};
+    std::vector<PelkoItem_s> items_;
 };
 
 // What a set's inspection would measure; here the numbers are made up.
