@@ -49,9 +49,30 @@ RULES = [(re.compile(pattern), replacement) for pattern, replacement in [
 DEAD = re.compile(r"^\s*(//|#|\*|static_assert|using |namespace|struct |class |template|extern )|// NOLINT")
 
 
-def faults_of(path):
+def git(*words):
+    return subprocess.run(["git", "-C", TREE, *words], check=True, capture_output=True,
+                          text=True).stdout
+
+
+def lines_changed_since(revision):
+    """For each file that is not as it was in the revision: the numbers of its lines that are not."""
+    changed = {pathlib.Path(path): set(range(len((TREE / path).read_text().splitlines())))
+               for path in git("ls-files", "--others", "--exclude-standard", *FOLDERS).splitlines()}
+    for line in git("diff", "--unified=0", "--no-color", "--no-ext-diff", "--src-prefix=a/",
+                    "--dst-prefix=b/", revision, "--", *FOLDERS).splitlines():
+        if line.startswith("+++ b/"):
+            lines = changed.setdefault(pathlib.Path(line[6:]), set())
+        elif hunk := re.match(r"@@ -\S+ \+(\d+)(?:,(\d+))? @@", line):
+            first, count = int(hunk[1]) - 1, int(hunk[2] or 1)
+            lines.update(range(first, first + count))
+    return changed
+
+
+def faults_of(path, changed=None):
     lines = path.read_text().splitlines(keepends=True)
     for number, line in enumerate(lines):
+        if changed is not None and number not in changed:
+            continue
         if DEAD.search(line):
             continue
         code = line.rstrip("\n")
@@ -114,12 +135,20 @@ def main():
     parser.add_argument("--count", type=int, default=250, help="faults to plant (default 250)")
     parser.add_argument("--jobs", type=int, default=2, help="copies that work at once (default 2)")
     parser.add_argument("--only", default="", help="only files whose path holds this text")
+    parser.add_argument("--since", metavar="REV", help="only lines that have changed since REV")
     options = parser.parse_args()
 
     sources = sorted(source for folder in FOLDERS for source in (TREE / folder).glob("*.*")
                      if options.only in str(source.relative_to(TREE)))
-    every = [fault for source in sources
-             for fault in list(faults_of(source))[::10 if source.name in TABLES else 1]]
+    if options.since:
+        changed = lines_changed_since(options.since)
+        every = [fault for source in sources
+                 for fault in faults_of(source, changed.get(source.relative_to(TREE), set()))]
+    else:
+        every = [fault for source in sources
+                 for fault in list(faults_of(source))[::10 if source.name in TABLES else 1]]
+    if not every:
+        sys.exit("mutate: there is no place for a fault")
     step = max(1.0, len(every) / options.count)
     chosen = [every[int(index * step)] for index in range(min(options.count, len(every)))]
     print(f"{len(every)} places for a fault, {len(chosen)} chosen", flush=True)
