@@ -182,7 +182,7 @@ def blocks(path, installed):
     left_out = False
     for match in BLOCK.finditer(text):
         language, info, body, session = match.groups()
-        if info != "output":  # goes with the block before it
+        if info != "output" and not (info or "").startswith("not run"):  # output is the last run's
             left_out = installed and (info or "").startswith("tree")
         if not left_out:
             yield text.count("\n", 0, match.start()) + 1, language, info, body, session
