@@ -16,7 +16,7 @@ constexpr std::size_t kMostValues = 8;
 
 std::string SpecText(const Spec& spec)
 {
-    const std::string first = ValidText(spec.limits[0]);
+    std::string first = ValidText(spec.limits[0]);
     switch (spec.kind) {
         case SpecKind::kValue:
             return first;

@@ -54,7 +54,7 @@ bool IsHex(std::string_view digits)
 
 unsigned char HexByte(const char* digits)
 {
-    return static_cast<unsigned char>(HexDigit(digits[0]) << 4 | HexDigit(digits[1]));
+    return static_cast<unsigned char>(HexDigit(digits[0]) * 16 + HexDigit(digits[1]));
 }
 
 // The date and time as one number, or 0.
@@ -400,6 +400,9 @@ inline Number ReportParser::ReadInteger(std::string_view key)
     }
     Number number = 0;
     const std::from_chars_result result = std::from_chars(next_, end_, number);
+    if (result.ptr == end_ && !complete_) {
+        throw NeedsMoreText();
+    }
     if (result.ec != std::errc() || *result.ptr != '\n') {
         Refuse(line, std::string(key) + " is not followed by a number that a report can hold");
     }

@@ -45,6 +45,7 @@ template <typename Map>
 auto SortedEntries(const Map& map)
 {
     std::vector<const typename Map::value_type*> entries;
+    entries.reserve(map.size());
     for (const auto& entry : map) {
         entries.push_back(&entry);
     }
@@ -161,7 +162,7 @@ void Collector::TakeItem(ItemSums& sums, const Item& item, ReportMode mode)
 
 void Collector::TakeValues(ItemSums& sums, const Item& item, ReportMode mode)
 {
-    if (sums.lastSpec != *item.spec || sums.lastList != item.list || sums.lastMode != mode) {
+    if (sums.lastSpec != *item.spec || sums.lastMode != mode) {
         ReadLimits(sums, item, mode);
     }
     if (!sums.lastNumeric) {
@@ -186,7 +187,6 @@ void Collector::TakeValues(ItemSums& sums, const Item& item, ReportMode mode)
 void Collector::ReadLimits(ItemSums& sums, const Item& item, ReportMode mode)
 {
     sums.lastSpec = *item.spec;
-    sums.lastList = item.list;
     sums.lastMode = mode;
     sums.lastValues.clear();
     const Spec spec = ReadSpec(*item.spec, mode);

@@ -77,7 +77,6 @@ private:
         // Of the report before: the next one mostly has the same.
         std::string lastNameLine;
         std::string lastSpec;
-        std::string lastList;
         ReportMode lastMode = ReportMode::kSimple;
         bool lastNumeric = false;
         Limits lastLimits;

@@ -103,7 +103,8 @@ class Story(Case):
 
     def test_statuses(self):
         for words, status in [(["show", "a/1.txt"], 0), (["show", "."], 1), (["summary", "."], 0),
-                              (["table", "."], 0), (["show", "a/1.txt", "none"], 3),
+                              (["table", "."], 0), (["show", "a/0.txt"], 1),
+                              (["show", "a/1.txt", "none"], 3),
                               (["summary", "none"], 3), (["table", "none"], 3), ([], 2), (["sum"], 2),
                               (["show"], 2), (["show", "--json", "."], 2), (["show", "--bad", "."], 2),
                               (["table", "-f", "xml", "."], 2), (["table", "-p", "day", "."], 2),
@@ -138,6 +139,13 @@ class Story(Case):
         rows = [line for day in days.values() for line in day.splitlines()[1:]]
         self.assertEqual(sorted(re.sub(r"^\./", "", row) for row in rows), sorted(whole[1:]))
 
+    def test_more_days_than_open_files(self):
+        days = [report("U", f"2026{n // 28 + 1:02}{n % 28 + 1:02}000000", "pass", [item("A", "pass", "1", "1")])
+                for n in range(110)]
+        self.write("days/1.txt", *days, *days)
+        self.call("table", "-p", "day", "-o", "out", "days")
+        self.assertEqual([len(path.read_text().splitlines()) for path in self.folder.glob("out/*/*")], [3] * 110)
+
     def test_sql_of_the_page(self):
         """Each query of the page finds in the story what it says it finds."""
         (self.folder / "items.csv").write_text(self.call("table", "."), newline="")
@@ -157,21 +165,23 @@ class Numbers(Case):
         for n in range(400):
             items = []
             for i, (spec, step) in enumerate([("4.75~5.25", 0), ("5.30>", 0), ("4<=", 1), ("-3~9999999", 2),
-                                              ("1,2", 3), ("0!=", 3), ("7~7", 4)]):
+                                              ("1,2", 3), ("0!=", 3), ("7~7", 4),
+                                              (draw.choice(["0~9", "0~8"]), 5)]):
                 values = [[round(draw.gauss(5, 0.1), 2)], [draw.randint(1, 9), draw.randint(-10**6, 10**6)],
                           [draw.randint(-2**31, 2**31 - 1) for _ in range(2)], [draw.randint(0, 9)] * 2,
-                          [7]][step]
+                          [7], [draw.choice([1, 2, 3, "nan"])]][step]
                 items.append((f"Item {i}", draw.choice(["pass"] * 6 + ["fail", None]), spec, values,
-                              int(draw.expovariate(1 / 3000)), draw.choice([0, 0, 0, 1])))
-            start = f"202611{draw.randint(1, 9):02}{draw.randint(0, 235959) // 10000:02}{n % 60:02}00"
+                              int(draw.expovariate(1 / 3000)), draw.choice([0, 0, 0, 1]),
+                              draw.choice([8, 9]) if step == 5 else None))
+            start = f"202611{draw.randint(1, 9):02}{draw.randint(0, 3):02}0000"
             runs.append((f"U{draw.randint(1, 150)}" if n else "", start,
                          draw.choice(["pass", "pass", "fail", "timeout", "stop", ""]),
                          draw.choice(["1.0", "1.1", "2.0"]), items))
         for n, (serial, start, result, version, items) in enumerate(runs):
             self.write(f"{n % 7}/{n:04}", report(serial, start, result, [
                 item(name, res, spec, ",".join(f"{v:.2f}" if isinstance(v, float) else str(v) for v in values),
-                     (1, i), duration, retries)
-                for i, (name, res, spec, values, duration, retries) in enumerate(items)], version))
+                     (1, i), duration, retries, "" if code is None else f"{code:02x}")
+                for i, (name, res, spec, values, duration, retries, code) in enumerate(items)], version))
         # Files are read folder by folder: that order decides between equal start times.
         runs = [runs[n] for n in sorted(range(400), key=lambda n: (n % 7, n))]
         got = json.loads(self.call("summary", "--json", "--by", "mm", "."))
@@ -220,10 +230,13 @@ class Numbers(Case):
         self.assertEqual(counts, sorted(counts, reverse=True))
 
         normal = statistics.NormalDist().inv_cdf(0.975)
-        self.assertEqual(len(got["values"]), 11)
+        self.assertEqual(len(got["values"]), 15)
         for row in got["values"]:
-            values = [it[3][row["position"] - 1] for run in runs for it in run[4]
-                      if it[0] == row["item"] and it[1]]
+            texts = [it[3][row.get("position", 1) - 1] for run in runs for it in run[4]
+                     if it[0] == row["item"] and it[1] and it[6] == row.get("code") and
+                     (it[6] is None or it[2] == f"0~{row['high']:.0f}")]
+            values = [value for value in texts if value != "nan"]
+            self.assertEqual(row["not_numbers"], len(texts) - len(values))
             n, mean, sd = len(values), statistics.mean(values), statistics.stdev(values)
             self.assertEqual([row["n"], row["min"], row["max"]], [n, min(values), max(values)])
             self.assertAlmostEqual(row["mean"] / mean, 1, places=12)

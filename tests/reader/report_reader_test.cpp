@@ -449,6 +449,11 @@ TEST_F(ReportReaderTest, RefusesByLineAndReason)
                                                        std::regex_constants::format_first_only);
         EXPECT_EQ(Refusal(changed), row.refusal) << row.part << " by " << row.by;
         EXPECT_EQ(Refusal(changed, 40), row.refusal) << "read in small pieces";
+        const std::string refusal = row.refusal;
+        const std::size_t colon = refusal.find(':');
+        const std::string line = std::to_string(std::stoi(refusal) + 51);
+        EXPECT_EQ(Refusal(raw + "\n" + changed, 40), line + refusal.substr(colon))
+            << "behind a report of 50 lines and an empty one";
     }
     EXPECT_EQ(Refusal(raw + "junk\n"),
               "51: testnum counts 2 items, and no more may follow them here");
