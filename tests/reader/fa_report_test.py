@@ -149,7 +149,7 @@ class Story(Case):
     def test_sql_of_the_page(self):
         """Each query of the page finds in the story what it says it finds."""
         (self.folder / "items.csv").write_text(self.call("table", "."), newline="")
-        queries = re.findall(r"^```sql\n(.*?)^```", PAGE.read_text("utf-8"), re.M | re.S)
+        queries = re.findall(r"^```sql .*?\n(.*?)^```", PAGE.read_text("utf-8"), re.M | re.S)
         answers = [subprocess.run(["sqlite3", ":memory:", ".import --csv items.csv items", query],
                                   cwd=self.folder, check=True, stdout=subprocess.PIPE,
                                   encoding="utf-8").stdout for query in queries]
