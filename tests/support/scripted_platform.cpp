@@ -78,8 +78,6 @@ int bt_adapter_get_chip_version(int* version)
     return Give(platform.chipVersion, version);
 }
 
-IDisplayPanel::~IDisplayPanel() = default;
-
 IDisplayPanel* IDisplayPanel::getInstance()
 {
     Note("platform: IDisplayPanel::getInstance");
