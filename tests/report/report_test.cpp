@@ -3,6 +3,7 @@
 // detail, raw.
 #include <fa_api/InspectionLogger.h>
 
+#include <clocale>
 #include <fstream>
 #include <locale>
 #include <sstream>
@@ -118,11 +119,23 @@ TEST(Report, IsCompleteInEachMode)
 }
 
 // Not by its decimal comma, nor by its groups of digits; the build makes the locale.
+// Streams ask this, and printf asks the C library's locale.
+class GroupedNumbers : public std::numpunct<char>
+{
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
 TEST(Report, DoesNotDependOnTheLocale)
 {
     setenv("LOCPATH", TEST_LOCALES, 1);
-    std::locale::global(std::locale("de_DE.UTF-8"));
+    ASSERT_STREQ(std::setlocale(LC_ALL, "de_DE.UTF-8"), "de_DE.UTF-8");
+    std::locale::global(std::locale(std::locale::classic(), new GroupedNumbers));
     ASSERT_EQ(Format("%.1f", 0.5), "0,5");
+    std::ostringstream stream;
+    stream << 1234.5;
+    ASSERT_EQ(stream.str(), "1.234,5");
     ExpectTheReports();
 }
 
