@@ -67,7 +67,7 @@ class Page:
 
     def __init__(self, path, environment):
         self.environment = environment
-        self.folder = WORK / path.stem
+        self.folder = WORK / f"{path.parent.name}-{path.stem}"  # two folders have a README
         self.folder.mkdir()
         self.output = None
         self.beside = None
