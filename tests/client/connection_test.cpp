@@ -68,7 +68,7 @@ TEST(ConnectionTest, CallsGoThroughTheSharedProxyAgainOnceItKnows)
     const PrivateBus bus;
     ScriptedService service(bus);
     ASSERT_EQ(automation_copy_log_to_usb(), 0);
-    auto* const shared = G_DBUS_PROXY(library.proxy);
+    auto* const shared = G_DBUS_PROXY(library.proxy.load());
     const auto callAndFetch = [&] {
         library.called.clear();
         TakeTrace();

@@ -77,7 +77,7 @@ protected:
     void ExpectUnregistered(const Protocol& q, gulong id, bool known = true,
                             const std::string& connection = "")
     {
-        const unsigned int before = connection.empty() ? Low(library.proxy) : 0;
+        const unsigned int before = connection.empty() ? Low(library.proxy.load()) : 0;
         Call(q.unregisterCallback);
         const std::string stored = Format(" ulSigHandler%s[%lu]", q.upper.c_str(), id);
         std::string expected =
@@ -90,7 +90,7 @@ protected:
             expected += Format("disconnected %lu\n", id) + (known ? "" : unknown) +
                         Logged("protocol_events", q.unregister,
                                Format("I g_signal_handler_disconnect AutomationProxyPtr[%x]",
-                                      Low(library.proxy)) +
+                                      Low(library.proxy.load())) +
                                    stored);
         }
         EXPECT_TRACE(expected + "= 0\n");
@@ -342,7 +342,7 @@ TEST_F(ClientTest, ACallbackMayUnregisterItselfAndCallTheLibrary)
     const std::size_t call = trace.find("callback: 5\n");
     ASSERT_NE(call, std::string::npos);
     const std::string ended = Format(" AutomationProxyPtr[%x] ulSigHandlerEP[%lu]",
-                                     Low(library.proxy), library.connection);
+                                     Low(library.proxy.load()), library.connection);
     EXPECT_TRUE(Same("callback: 5\n" +
                          Logged("protocol_events", "automation_unregister_callback_ep_protocol",
                                 "I unregister_callback_ep_protocol" + ended) +

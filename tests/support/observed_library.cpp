@@ -52,7 +52,9 @@ AutomationProxy* automation_proxy_proxy_new_for_bus_sync(GBusType type, GDBusPro
     std::exchange(library.beforeConstruction, [] {})();
     AutomationProxy* proxy = Real(automation_proxy_proxy_new_for_bus_sync, __func__)(
         type, flags, name, path, cancellable, error);
-    library.proxy = shared ? proxy : library.proxy;
+    if (shared) {
+        library.proxy = proxy;
+    }
     std::exchange(library.afterConstruction, [] {})();
     return proxy;
 }

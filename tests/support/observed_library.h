@@ -4,6 +4,7 @@
 #pragma once
 
 #include <fa_api/automation_api_binding.h>
+#include <atomic>
 
 #include <functional>
 #include <set>
@@ -11,10 +12,10 @@
 #include <vector>
 
 struct ObservedLibrary {
-    AutomationProxy* proxy = nullptr;        // the shared one, once it is made
-    std::vector<std::string> constructions;  // the names that proxies were to be made for
-    std::set<void*> called;                  // the proxies that calls went through
-    gulong connection = 0;                   // id of the latest connection to a signal
+    std::atomic<AutomationProxy*> proxy{nullptr};  // the shared one, once it is made
+    std::vector<std::string> constructions;        // the names that proxies were to be made for
+    std::set<void*> called;                        // the proxies that calls went through
+    gulong connection = 0;                         // id of the latest connection to a signal
     // What a test does in the middle of the next construction.
     std::function<void()> beforeConstruction = [] {};
     std::function<void()> afterConstruction = [] {};
