@@ -3,8 +3,6 @@
 
 #include <climits>
 #include <fstream>
-#include <functional>
-#include <sstream>
 
 #include "support/records.h"
 #include "support/trace.h"
@@ -15,52 +13,14 @@ namespace
 constexpr auto S = Logger::MODE_SIMPLE;
 constexpr auto D = Logger::MODE_DETAIL;
 constexpr auto R = Logger::MODE_RAW;
-constexpr auto kNoType = static_cast<PelkoValueType_e>(4);
+constexpr auto kOther = static_cast<Logger::Mode_e>(3);
 using Item = PelkoItem_s;
-using Change = std::function<void(Item&)>;
 
-Change Spec(int kind, int type, const std::vector<PelkoTestItemValue_s>& values, int count = 0)
+// Three named codes in each list, the numbers 1, 2, 3 ... as specification and result values, and
+// the bytes as the text of the first specification value and of the message data.
+Item NumberedItem(const std::string& settings, std::string_view bytes = "left over")
 {
-    return [=](Item& item) {
-        item.iSpecType = kind;
-        item.eSpecValueType = static_cast<PelkoValueType_e>(type);
-        item.iSpecCount = count;
-        std::copy(values.begin(), values.end(), item.astSpec);
-    };
-}
-
-// Result values; those of the multiple-data item where one is selected.
-Change Values(int measureCount, int extraCount, int listCount, int kind = SPEC_NONE,
-              int selected = INT_MAX, int expectCount = 0)
-{
-    return [=](Item& item) {
-        item.iMeasureCount = measureCount;
-        item.iExtraCount = extraCount;
-        item.iListCount = listCount;
-        item.iSpecType = kind;
-        item.iSelectIndex = selected;
-        item.iExpectCount = expectCount;
-        if (selected != INT_MAX) {
-            std::swap(item.ucCode1, item.ucCode2);
-        }
-    };
-}
-
-Change Message(PelkoValueType_e type, int length, std::string_view bytes)
-{
-    return [=](Item& item) {
-        item.eMsgDataType = type;
-        item.stMsgData = Bytes(length, bytes).stCValue;
-        item.ulResult = 0x21212121;
-    };
-}
-
-// Three named codes in each list, and the numbers 1, 2, 3 ... as specification and result values.
-Item NumberedItem()
-{
-    Item item = MakeItem("Item", 0x11, 0xCC);
-    item.lTid = -4;
-    item.stMsgData = Bytes(1, "left over").stCValue;
+    Item item = MakeItem("Item", 0xCC, 0x10, "ltid=-4");
     for (unsigned char* codes : {item.aucSkip, item.aucError, item.aucList}) {
         std::copy_n("\x08\x09\x0A\xFF", 4, codes);
     }
@@ -68,6 +28,11 @@ Item NumberedItem()
         item.astMeasure[i] = Num(i + 1);
         item.astSpec[std::min(i, 19)] = Num(i + 1);
     }
+    Put(item.astSpec[0].stCValue.aucData, bytes);
+    Put(item.stMsgData.aucData, bytes);
+    Set(item, settings);
+    // Only the multiple-data item knows of a selected value.
+    item.ucCode2 = settings.find("select=") == std::string::npos ? 0x10 : 0x11;
     return item;
 }
 
@@ -75,185 +40,165 @@ TEST(ItemSection, EveryLineAndItsEdges)
 {
     const std::string full(32, '3');
     const std::string thirteen =
-        "1\n    2\n    3\n    4\n    5\n    6\n    7\n    8\n    9\n    10\n"
-        "    11\n    12\n    13";
+        "1\n    2\n    3\n    4\n    5\n    6\n    7\n    8\n    9\n    10\n    11\n    12\n    13";
     const struct {
         int line;
         Logger::Mode_e mode;
-        Change change;
+        const char* settings;
         const char* key;
         std::string text;
+        std::string_view bytes = "left over";
     } rows[] = {
-        {__LINE__, D, Spec(SPEC_VALUE, VALUE_INTEGER, {Num(INT_MIN)}), "spec", "-2147483648"},
-        {__LINE__, D, Spec(SPEC_NOT_EQUAL, VALUE_INTEGER, {Num(-5)}), "spec", "-5!="},
-        {__LINE__, D, Spec(SPEC_GREATER_EQUAL, VALUE_FLOAT, {Num(1.005F)}), "spec", "1.00>="},
-        {__LINE__, D, Spec(SPEC_LESS_EQUAL, VALUE_FLOAT, {Num(-0.5F)}), "spec", "-0.50<="},
-        {__LINE__, D, Spec(SPEC_GREATER, VALUE_FLOAT, {Num(1e10F)}), "spec", "10000000000.00>"},
-        {__LINE__, D, Spec(SPEC_LESS, VALUE_HEX, {Bytes(2, "\x0A\xFF")}), "spec", "0x0aff<"},
-        {__LINE__, D, Spec(SPEC_LESS, VALUE_HEX, {Bytes(33, full)}), "spec",
-         "0x" + full + full + "<"},
-        {__LINE__, D, Spec(SPEC_LESS, VALUE_HEX, {Bytes(0, full)}), "spec", "<"},
-        {__LINE__, D, Spec(9, VALUE_HEX, {Bytes(INT_MIN, full)}), "spec", ""},
-        {__LINE__, D, Spec(-1, VALUE_STRING, {Bytes(0, "odd, = text")}), "spec", "odd, = text"},
-        {__LINE__, D, Spec(SPEC_RANGE, VALUE_STRING, {Bytes(1, full), Bytes(9, "y")}), "spec",
-         full + "~y"},
-        {__LINE__, D, Spec(SPEC_VALUE, -1, {}), "spec", ""},
-        {__LINE__, S, Spec(SPEC_LIST, VALUE_INTEGER, {}, 13), "spec", thirteen},
-        {__LINE__, S, Spec(SPEC_LIST, VALUE_INTEGER, {}, 14), "spec", thirteen + "\n    14..."},
-        {__LINE__, S, Spec(SPEC_LIST, VALUE_INTEGER, {}, 15), "spec",
-         thirteen + "\n    14\n    ..."},
-        {__LINE__, D, Values(2, 3, 1), "measure", "HDMI1:1,HDMI2:2,HDMI3:3,:4,:5"},
-        {__LINE__, D, Values(-1, 3, -1), "measure", "1,2"},
-        {__LINE__, D, Values(0, 1, 0), "spec", "none"},
-        {__LINE__, D, Values(0, 1, 0), "measure", "1"},
-        {__LINE__, D, Values(0, 2, 0, SPEC_LESS), "spec", "1<"},
-        {__LINE__, D, Values(0, 2, 0, SPEC_LESS), "measure", ""},
-        {__LINE__, D, Values(1, -1, 0), "spec", ""},
-        {__LINE__, D, Values(1, -1, 0), "measure", "none"},
-        {__LINE__, S, Values(1, 2, 3, SPEC_LESS, 2, 3), "measure", "HDMI3:3"},
-        {__LINE__, S, Values(1, 1, 3, SPEC_LESS, 2, 0), "measure", "HDMI3:"},
-        {__LINE__, S, Values(2, 1, 3, SPEC_LESS, 2, 4), "measure", "HDMI3:"},
-        {__LINE__, S, Values(3, 0, 0, SPEC_LESS, 4, -1), "measure", "5"},
-        {__LINE__, S, Values(1, 0, 1, SPEC_LESS, 0), "measure", "HDMI1:1"},
-        {__LINE__, S, Values(3, 0, 3, SPEC_LESS, 95), "measure", ":96"},
-        {__LINE__, S, Values(INT_MAX, INT_MAX, 3, SPEC_LESS, 96), "measure", ""},
-        {__LINE__, S, Values(3, 0, 3, SPEC_LESS, INT_MIN), "measure", ""},
-        {__LINE__, S, Values(0, 0, 3, SPEC_LESS, 2), "measure", ""},
-        {__LINE__, S, Values(3, 0, 3, SPEC_LESS, -1), "measure", "none"},
-        {__LINE__, D, Values(2, 0, 1, SPEC_LESS, -1), "measure", "HDMI1:1,HDMI2:2"},
-        {__LINE__, S, [](auto& i) { i.ulResult = 1; }, "result", "none"},
-        {__LINE__, S, [](auto& i) { i.ulResult = 3; }, "result", "pass"},
-        {__LINE__, S, [](auto& i) { i.ulResult = 4; }, "result", "fail"},
-        {__LINE__, S, [](auto& i) { i.ulErrorFlag = 1; }, "spec", "error"},
-        {__LINE__, S, [](auto& i) { i.ulErrorFlag = 2; }, "data", "error"},
-        {__LINE__, S, [](auto& i) { i.ulErrorFlag = 6; }, "spec", "none"},
-        {__LINE__, S, [](auto& i) { i.ulErrorFlag = 5; }, "data", "none"},
-        {__LINE__, S, [](auto& i) { i.ulErrorFlag = 3; }, "list", "none"},
-        {__LINE__, S, [](auto& i) { i.ulErrorFlag = 4; }, "list", "error"},
-        {__LINE__, R, [](auto& i) { i.ulErrorFlag = 8; }, "tid", "none"},
-        {__LINE__, S, Message(VALUE_INTEGER, 1, "\xFF\xFF\xFF\xFE"), "data", "-2"},
-        {__LINE__, S, Message(VALUE_INTEGER, 0, "text"), "data", "none"},
-        {__LINE__, D, Message(VALUE_STRING, -1, "text"), "data", "none"},
-        {__LINE__, R, Message(VALUE_STRING, INT_MIN, "text"), "data", "none"},
-        {__LINE__, R, Message(VALUE_STRING, 1, "text"), "data", "text"},
-        {__LINE__, S, Message(VALUE_HEX, 4, "text"), "data", ""},
-        {__LINE__, S, Message(VALUE_STRING, 99, full), "data", full},
-        {__LINE__, R, [](auto& i) { i.iTid = 0; }, "tid", "-4"},
-        {__LINE__, R, [](auto& i) { i.iTid = 1; }, "tid", "1"},
-        {__LINE__, D, [](auto& i) { i.iTid = 9; }, "tid", "9"},
-        {__LINE__, D, [](auto& i) { i.iTid = 10; }, "tid", "-4"},
-        {__LINE__, D, [](auto& i) { i.eInspType = PelkoInspectionType_e(2); }, "insptype",
-         "normal"},
-        {__LINE__, S, [](auto& i) { i.iSkipCount = 5; }, "skip", "HDMI1,HDMI2,HDMI3,,"},
+        {__LINE__, D, "spec=1 limit=-2147483648", "spec", "-2147483648"},
+        {__LINE__, D, "spec=2 limit=-5", "spec", "-5!="},
+        {__LINE__, D, "spec=3 spectype=3 limit=1.005", "spec", "1.00>="},
+        {__LINE__, D, "spec=4 spectype=3 limit=-0.5", "spec", "-0.50<="},
+        {__LINE__, D, "spec=5 spectype=3 limit=3.4e38", "spec",
+         "339999995214436424907732413799364296704.00>"},
+        {__LINE__, D, "spec=6 spectype=1 limitlength=2", "spec", "0x0aff<", "\x0A\xFF"},
+        {__LINE__, D, "spec=6 spectype=1 limitlength=33", "spec", "0x" + full + full + "<", full},
+        {__LINE__, D, "spec=6 spectype=1 limitlength=0", "spec", "<"},
+        {__LINE__, D, "spec=9 spectype=1 limitlength=-2147483648", "spec", ""},
+        {__LINE__, D, "spec=-1 spectype=2", "spec", "odd, = text", "odd, = text"},
+        {__LINE__, D, "spec=7 spectype=2", "spec", full + "~!!!", full},
+        {__LINE__, D, "spec=1 spectype=-1", "spec", ""},
+        {__LINE__, S, "spec=8 specs=13", "spec", thirteen},
+        {__LINE__, S, "spec=8 specs=14", "spec", thirteen + "\n    14..."},
+        {__LINE__, S, "spec=8 specs=15", "spec", thirteen + "\n    14\n    ..."},
+        {__LINE__, S, "measures=1 extras=1", "measure", "1\n    2"},
+        {__LINE__, D, "measures=2 extras=3 codes=1", "measure", "HDMI1:1,HDMI2:2,HDMI3:3,:4,:5"},
+        {__LINE__, D, "measures=-1 extras=3 codes=-1", "measure", "1,2"},
+        {__LINE__, D, "extras=1", "spec", "none"},
+        {__LINE__, D, "extras=1", "measure", "1"},
+        {__LINE__, D, "extras=2 spec=6", "spec", "1<"},
+        {__LINE__, D, "extras=2 spec=6", "measure", ""},
+        {__LINE__, D, "measures=1 extras=-1", "spec", ""},
+        {__LINE__, D, "measures=1 extras=-1", "measure", "none"},
+        {__LINE__, S, "measures=1 extras=2 codes=3 spec=6 expect=3 select=2", "measure", "HDMI3:3"},
+        {__LINE__, S, "measures=1 extras=1 codes=3 spec=6 select=2", "measure", "HDMI3:"},
+        {__LINE__, S, "measures=2 extras=1 codes=3 spec=6 expect=4 select=2", "measure", "HDMI3:"},
+        {__LINE__, S, "measures=3 spec=6 expect=-1 select=4", "measure", "5"},
+        {__LINE__, S, "measures=3 codes=3 spec=6 select=95", "measure", ":96"},
+        {__LINE__, S, "measures=2147483647 extras=2147483647 codes=3 spec=6 select=96", "measure",
+         ""},
+        {__LINE__, S, "measures=3 codes=3 spec=6 select=-2147483648", "measure", ""},
+        {__LINE__, S, "codes=3 spec=6 select=2", "measure", ""},
+        {__LINE__, S, "measures=3 spec=6 select=-1", "measure", "none"},
+        {__LINE__, D, "measures=2 codes=1 spec=6 select=-1", "measure", "HDMI1:1,HDMI2:2"},
+        {__LINE__, S, "result=1", "result", "none"},
+        {__LINE__, S, "result=4294967295", "result", "fail"},
+        {__LINE__, R, "flags=8", "tid", "none"},
+        {__LINE__, R, "flags=8", "result", "fail"},
+        {__LINE__, S, "datatype=0 datalength=1", "data", "-2", "\xFF\xFF\xFF\xFE"},
+        {__LINE__, S, "datatype=0 datalength=0", "data", "none"},
+        {__LINE__, R, "datatype=2 datalength=-2147483648", "data", "none"},
+        {__LINE__, S, "datatype=1 datalength=4", "data", ""},
+        {__LINE__, S, "datatype=2 datalength=99", "data", full, full},
+        {__LINE__, R, "tid=10", "tid", "-4"},
+        {__LINE__, D, "insptype=2", "insptype", "normal"},
+        {__LINE__, S, "skips=5", "skip", "HDMI1,HDMI2,HDMI3,,"},
+        {__LINE__, kOther, "measures=2 codes=2", "measure", "HDMI1:1,HDMI2:2"},
+        {__LINE__, kOther, "measures=2 codes=2", "tid", "none"},
     };
     for (const auto& row : rows) {
-        Item item = NumberedItem();
-        row.change(item);
-        EXPECT_EQ(Line(Section(row.mode, item), row.key), row.text) << "in line " << row.line;
+        const std::string section = Section(row.mode, NumberedItem(row.settings, row.bytes));
+        EXPECT_EQ(Line(section, row.key), row.text) << "in line " << row.line;
     }
 }
 
 TEST(ItemSection, CountsStayInsideTheirFields)
 {
-    const std::tuple<int Item::*, const char*, int> fields[] = {
-        {&Item::iSkipCount, "skip", 16},     {&Item::iErrorCount, "error", 64},
-        {&Item::iListCount, "list", 96},     {&Item::iMeasureCount, "measure", 96},
-        {&Item::iExtraCount, "measure", 96}, {&Item::iSpecCount, "spec", 20}};
+    const struct {
+        const char* count;
+        const char* key;
+        int capacity;
+    } fields[] = {{"skips", "skip", 16},       {"errors", "error", 64},   {"codes", "list", 96},
+                  {"measures", "measure", 96}, {"extras", "measure", 96}, {"specs", "spec", 20}};
     for (const auto& [count, key, capacity] : fields) {
-        Item item = MakeItem("Item", 1, 2);
-        item.iSpecType = count == &Item::iSpecCount ? SPEC_LIST : SPEC_NONE;
-        item.eSpecValueType = VALUE_STRING;
-        item.eMeasureValueType = kNoType;
+        const bool isSpec = std::string_view(key) == "spec";
         for (const int given : {INT_MIN, -1, capacity - 1, capacity, capacity + 1, 255, INT_MAX}) {
-            item.*count = given;
+            const Item item =
+                MakeItem("Item", 1, 2,
+                         Format("type=4 spectype=2 spec=%d %s=%d", isSpec ? 8 : 0, count, given));
             const auto shown = static_cast<std::size_t>(std::clamp(given, 0, capacity));
-            std::string text = count == &Item::iListCount
-                                   ? std::string(shown * 2, '0')
-                                   : std::string(shown, ',').substr(given > 0);
-            EXPECT_EQ(Line(Section(R, item), key),
-                      given > 0 || item.iSpecType != 0 ? text : "none");
+            const std::string text = std::string_view(key) == "list"
+                                         ? std::string(shown * 2, '0')
+                                         : std::string(shown, ',').substr(given > 0);
+            EXPECT_EQ(Line(Section(R, item), key), given > 0 || isSpec ? text : "none")
+                << count << " " << given;
         }
     }
 }
 
 TEST(ItemSection, ARefusalLeavesTheTextAlone)
 {
-    Item item = NumberedItem();
-    item.iExtraCount = item.iSpecCount = 2;
-    item.eSpecValueType = item.eMeasureValueType = kNoType;
     std::string text = "untouched";
+    Item item = NumberedItem("extras=2 specs=2 type=4 spectype=4");
     for (item.iSpecType = SPEC_LIST; item.iSpecType > SPEC_NONE; --item.iSpecType) {
         EXPECT_FALSE(Logger(D).GetSpecLog(text, &item) || Logger(D).GetResultLog(text, &item));
     }
     EXPECT_FALSE(Logger(D).GetSpecLog(text, &item));
-    item.iExtraCount = 0;
-    EXPECT_FALSE(Logger(D).GetResultLog(text, &item));
+    Item empty = NumberedItem("");
+    EXPECT_FALSE(Logger(D).GetResultLog(text, &empty));
     EXPECT_EQ(text, "untouched");
-    item.iExtraCount = 2;
-    item.iListCount = 1;
     EXPECT_TRUE(Logger(D).GetResultLog(text, &item));
-    EXPECT_EQ(text, "HDMI1:,HDMI2:");
+    EXPECT_EQ(text, ",");
 }
 
 TEST(ItemSection, HeadersAndFullTexts)
 {
-    Item item = MakeItem(std::string(62, 'n'), 0xCC, 0x01);
-    item.ulErrorFlag = 0x21212127;
+    Item item = MakeItem(std::string(62, 'n'), 0xCC, 0x01, "flags=7");
     Put(item.szImqs, std::string(776, 'i'));
     EXPECT_EQ(Section(R, item), "[001]\nname=" + std::string(62, 'n') +
                                     ", 0xcc 01\nimqs=" + std::string(776, 'i') +
                                     "\nresult=fail\ndata=error\nspec=error\nlist=error\n");
-    item = MakeItem("Foo", 0, 0);
-    item.ulResult = 0;
+    item = MakeItem("Foo", 0, 0, "result=0");
     EXPECT_EQ(Section(D, item, 8) + Section(S, item, 999) + Section(D, item, -6),
               "[009]\nname=Foo\n[1000]\nname=Foo\n[0-5]\nname=Foo\n");
 }
 
 TEST(ItemSection, NamesOfSubItems)
 {
-    std::ifstream rows(TEST_REPORTS "sub_item_names.txt");  // eight in each, after the first's code
-    int code = 0;
-    std::string name;
-    for (std::string row; std::getline(rows, row);) {
-        std::istringstream cells(row + "|");
-        std::getline(cells, name, '|');
-        ASSERT_EQ(name, Format("%02X", static_cast<unsigned int>(code)));
-        for (; std::getline(cells, name, '|'); ++code) {
-            Item item = MakeItem("Item", 1, 2);
-            item.iSkipCount = item.iErrorCount = item.iListCount = item.iMeasureCount = 1;
-            item.aucSkip[0] = item.aucError[0] = item.aucList[0] = static_cast<unsigned char>(code);
-            const std::string section = Section(D, item);
-            EXPECT_EQ(Line(section, "skip"), name) << code;
-            EXPECT_EQ(Line(section, "error"), name) << code;
-            EXPECT_EQ(Line(section, "measure"), name + ":0") << code;
-        }
+    std::string table;  // eight names in each row, after the first one's code
+    for (unsigned int code = 0; code < 256; ++code) {
+        Item item = MakeItem("Item", 1, 2, "skips=1 errors=1 codes=1 measures=1");
+        item.aucSkip[0] = item.aucError[0] = item.aucList[0] = static_cast<unsigned char>(code);
+        const std::string section = Section(D, item);
+        const std::string name = Line(section, "skip");
+        EXPECT_EQ(Line(section, "error") + Line(section, "measure"), name + name + ":0") << code;
+        table += (code % 8 == 0 ? Format("%02X|", code) : "|") + name + (code % 8 == 7 ? "\n" : "");
     }
-    EXPECT_EQ(code, 256);
-}
-
-std::string NoteOf(unsigned char code1, unsigned char code2)
-{
-    return Line(Section(R, MakeItem("Item", code1, code2)), "failed") + " ";
+    std::stringstream file;
+    file << std::ifstream(TEST_REPORTS "sub_item_names.txt").rdbuf();
+    EXPECT_TRUE(Same(file.str(), table));
 }
 
 TEST(FailedItems, NotesShowTheLastCopyOfEachCodePair)
 {
-    Item item = MakeItem("Item", 0x80, 0x01);
-    item.ulStartTime = 4294967295;
-    item.lTid = INT_MIN;
+    const auto notes = [] {
+        std::string text;
+        for (const auto& [code1, code2] : {std::pair(0x80, 1), {0x80, 2}, {1, 0x80}, {0x80, 3}}) {
+            text += Line(Section(R, MakeItem("Item", static_cast<unsigned char>(code1),
+                                             static_cast<unsigned char>(code2))),
+                         "failed") +
+                    " ";
+        }
+        return text;
+    };
+    Item item = MakeItem("Item", 0x80, 1, "starttime=4294967295 ltid=-2147483648 insptype=1");
     for (const int type : {1, 1, 5}) {
         ++item.ulDuration;
         EXPECT_TRUE(Logger::RecordFailedItem(&item, static_cast<PelkoInspectionType_e>(type)));
-        item.ucCode2 = 0x02;
+        item.ucCode2 = 2;
     }
     item.lTid = 99;
     for (int again = 0; again < 2; ++again) {
-        EXPECT_EQ(NoteOf(0x80, 0x01) + NoteOf(0x80, 0x02) + NoteOf(0x01, 0x80) + NoteOf(0x80, 0x03),
+        EXPECT_EQ(notes(),
                   "auto;4294967295;1;-2147483648^^ normal;4294967295;3;-2147483648^^ ^^ ^^ ");
     }
     EXPECT_EQ(Line(Section(S, item), "failed") + Line(Section(D, item), "failed"), "nonenone");
     EXPECT_TRUE(Logger::ClearFailedLog() && Logger::ClearFailedLog());
-    EXPECT_EQ(NoteOf(0x80, 0x01) + NoteOf(0x80, 0x02), "^^ ^^ ");
+    EXPECT_EQ(notes(), "^^ ^^ ^^ ^^ ");
 }
 
 }  // namespace

@@ -33,26 +33,30 @@ std::string Column(const char* file, Logger::Mode_e mode)
 }
 
 // A platform that has everything.
-ScriptedPlatform FullPlatform()
-{
-    ScriptedPlatform full;
-    full.strings = {{0, {0, "SIM-55"}}, {128, {0, "MM"}}, {133, {0, "SM\nSS"}}};
-    full.bluetooth = {0, true};
-    full.chipVersion = {0, 12};
-    full.hasPanel = true;
-    full.tconVersion = {0, "TCON"};
-    full.localDimming = {{7, {0, 0x1A2B3}}, {8, {0, 0}}};
-    full.option = {0, "a,b,c,d,e"};
-    full.link = "../lib/libPelkoInspect.so.1.2.3";
-    return full;
-}
+const std::map<std::string, Answer<std::string>> kFullPlatform = {
+    {"0", {0, "SIM-55"}},
+    {"128", {0, "MM"}},
+    {"133", {0, "SM\nSS"}},
+    {"bluetooth", {0, "1"}},
+    {"chip", {0, "12"}},
+    {"panel", {0, ""}},
+    {"tcon", {0, "TCON"}},
+    {"7", {0, "0x1A2B3"}},
+    {"8", {0, "0"}},
+    {"option", {0, "a,b,c,d,e"}},
+    {"link", {0, "../lib/libPelkoInspect.so.1.2.3"}}};
 
 PelkoTestInfo_s MakeInfo()
 {
-    PelkoTestInfo_s info{2,  {}, -2000, {}, {126, 11, 17, 0, 13, 29, {9, 9}}, "", 3, 1,
-                         {}, 0,  2,     {}};
+    PelkoTestInfo_s info{};
+    info.iItemCount = 2;
+    info.iRetryCount = -2000;
+    info.stStartTime = {126, 11, 17, 0, 13, 29, {9, 9}};
     Put(info.szSerialNumber, "0123456789ABCDEFGHIJKLMNOPQR");
+    info.iRunState = RUN_STATE_COMPLETED;
+    info.iFailCount = 1;
     info.ulDuration = 4294967295;
+    info.iLinkType = LINK_TYPE_WIFI;
     for (unsigned int i = 0; i < 4; ++i) {
         info.aulLinkValue[i] = 1000 * i;
     }
@@ -61,42 +65,32 @@ PelkoTestInfo_s MakeInfo()
 
 std::vector<PelkoItem_s> MakeItems()
 {
-    PelkoItem_s inputs = MakeItem("Inputs", 0x0A, 0xF0);
+    PelkoItem_s inputs = MakeItem("Inputs", 0x0A, 0xF0,
+                                  "ltid=-70000 insptype=1 datatype=2 result=4 retries=2 "
+                                  "starttime=3000000000 spec=7 spectype=3 type=3 measures=1 "
+                                  "extras=1");
     Put(inputs.szImqs, "Q-7");
-    inputs.lTid = -70000;
-    inputs.eInspType = INSPECTION_AUTO;
-    inputs.eMsgDataType = VALUE_STRING;
     inputs.stMsgData = Bytes(1, "AV & HDMI").stCValue;
-    inputs.ulResult = 4;
-    inputs.ulStartTime = 3000000000;
-    inputs.iSpecType = SPEC_RANGE;
-    inputs.eSpecValueType = inputs.eMeasureValueType = VALUE_FLOAT;
     inputs.astSpec[0] = inputs.astMeasure[0] = Num(2.5F);
     inputs.astSpec[1] = inputs.astMeasure[1] = Num(2000.126F);
-    inputs.iMeasureCount = inputs.iExtraCount = inputs.iErrorCount = 1;
-    inputs.iSkipCount = inputs.iListCount = inputs.iRetryCount = 2;
-    Put(inputs.aucSkip, "\x07\x04");
-    Put(inputs.aucError, "\x09");
-    Put(inputs.aucList, "\x08\x09");
+    inputs.iSkipCount = Put(inputs.aucSkip, "\x07\x04");
+    inputs.iErrorCount = Put(inputs.aucError, "\x09");
+    inputs.iListCount = Put(inputs.aucList, "\x08\x09");
     Logger::RecordFailedItem(&inputs, INSPECTION_NORMAL);
     inputs.ulDuration = 1035;
     InspectionLogger::AssignInspectionLog(0x0A, 0xF0, "low, twice");
 
-    PelkoItem_s keys = MakeItem("Keys", 0xCC, 0x11);
-    keys.iSpecType = SPEC_NOT_EQUAL;
-    keys.eSpecValueType = keys.eMeasureValueType = VALUE_HEX;
+    PelkoItem_s keys = MakeItem("Keys", 0xCC, 0x11, "spec=2 spectype=1 type=1 measures=2 select=1");
     keys.astSpec[0] = Bytes(2, std::string_view("\0\xFF", 2));
-    keys.iMeasureCount = keys.iListCount = 2;
-    keys.iSelectIndex = 1;
     keys.astMeasure[0] = Bytes(1, "\x01");
     keys.astMeasure[1] = Bytes(1, "\x02");
-    Put(keys.aucList, "\x17\x18");
+    keys.iListCount = Put(keys.aucList, "\x17\x18");
     return {inputs, keys};
 }
 
 void ExpectTheReports()
 {
-    platform = FullPlatform();
+    platform.answers = kFullPlatform;
     for (const auto mode : {S, D, R}) {
         PelkoTestInfo_s info = MakeInfo();
         std::vector<PelkoItem_s> items = MakeItems();
@@ -141,7 +135,7 @@ TEST(Report, DoesNotDependOnTheLocale)
 
 TEST(Report, EndsWhereAnItemIsMissing)
 {
-    platform = FullPlatform();
+    platform.answers = kFullPlatform;
     PelkoTestInfo_s info = MakeInfo();
     std::vector<PelkoItem_s> items = {MakeItems().front()};
     const std::string whole = Column("run.txt", R);
@@ -194,18 +188,12 @@ TEST(Information, SummaryOfARun)
         {{100, 0, 0, 0, 0, 0, {}}, 6, 1, 7, "20000000000000  "},
     };
     for (const auto& row : rows) {
-        PelkoTestInfo_s info{2147483647,
-                             {},
-                             0,
-                             {},
-                             row.time,
-                             "",
-                             row.runState,
-                             row.failCount,
-                             {},
-                             0,
-                             row.linkType,
-                             {0, 1000, 2000, 3000}};
+        PelkoTestInfo_s info = MakeInfo();
+        info.iItemCount = 2147483647;
+        info.stStartTime = row.time;
+        info.iRunState = row.runState;
+        info.iFailCount = row.failCount;
+        info.iLinkType = row.linkType;
         std::string text;
         EXPECT_TRUE(Logger(R).GetInfoLog(text, &info));
         EXPECT_EQ(Line(text, "starttime") + " " + Line(text, "result") + " " + Line(text, "pelko"),
@@ -243,181 +231,71 @@ const std::string kOddLink = "E version_probes m_GetSoVersion: failed to find so
 // One answer of the platform is not the full one's, and these lines differ.
 TEST(Information, WhatThePlatformAnswersOrNot)
 {
-    using P = ScriptedPlatform;
     const std::string comma125 = "a,b," + std::string(121, 'x') + ",y";
+    const std::string full(40, 't');
+    const std::string tooLong(128, 'o');
+    const std::string longLink = std::string(1003, 'x') + "libPelkoInspect.so.78";
     const std::string comma126 = "a,b," + std::string(122, 'x') + ",";
     const struct {
         int line;
         Logger::Mode_e mode;
-        std::function<void(P&)> change;
+        const char* query;
+        int result;
+        const char* written;
         std::string text;
         std::string log = {};
     } rows[] = {
-        {__LINE__, S, [](P&) {}, ""},
-        {__LINE__, D, [](P&) {}, ""},
-        {__LINE__, R, [](P&) {}, ""},
-        {__LINE__, S, [](P& p) { p.strings[0] = {}; }, "model="},
-        {__LINE__, R,
-         [](P& p) {
-             p.strings[0] = {-1, "M"};
-         },
-         "model=M"},
-        {__LINE__, D, [](P& p) { p.strings[128] = {}; }, "mm=*****"},
-        {__LINE__, S,
-         [](P& p) {
-             p.strings[128] = {0, {}};
-         },
-         "mm=*****"},
-        {__LINE__, S,
-         [](P& p) {
-             p.strings[128] = {0, ""};
-         },
-         "mm="},
-        {__LINE__, S, [](P& p) { p.strings[133] = {}; }, "sm=*****|ss=*****"},
-        {__LINE__, S,
-         [](P& p) {
-             p.strings[133] = {0, {}};
-         },
-         "sm=*****|ss=*****"},
-        {__LINE__, S,
-         [](P& p) {
-             p.strings[133] = {0, "A"};
-         },
-         "sm=A|ss=Not Supported"},
-        {__LINE__, S,
-         [](P& p) {
-             p.strings[133] = {0, "A\n"};
-         },
-         "sm=A|ss=Not Supported"},
-        {__LINE__, S,
-         [](P& p) {
-             p.strings[133] = {0, "\nA"};
-         },
-         "sm=\nA|ss=Not Supported"},
-        {__LINE__, S,
-         [](P& p) {
-             p.strings[133] = {0, ""};
-         },
-         "sm=|ss=Not Supported"},
-        {__LINE__, S,
-         [](P& p) {
-             p.strings[133] = {0, "\n\nA\n\nB\nC"};
-         },
-         "sm=A|ss=B"},
-        {__LINE__, S, [](P& p) { p.hasPanel = false; }, "mt=*****", kTconError},
-        {__LINE__, R,
-         [](P& p) {
-             p.tconVersion = {1, "T"};
-         },
-         "mt=*****", kTconError},
-        {__LINE__, S,
-         [](P& p) {
-             p.tconVersion = {0, {}};
-         },
-         "mt="},
-        {__LINE__, S,
-         [](P& p) {
-             p.tconVersion = {0, std::string(40, 't')};
-         },
-         "mt=" + std::string(40, 't')},
-        {__LINE__, S,
-         [](P& p) {
-             p.bluetooth = {-1, true};
-         },
-         "bt=Not Supported\n"},
-        {__LINE__, D,
-         [](P& p) {
-             p.bluetooth = {0, {}};
-         },
-         "bt=Not Supported\n"},
-        {__LINE__, S,
-         [](P& p) {
-             p.chipVersion = {1, 5};
-         },
-         "bt=*****\n"},
-        {__LINE__, R, [](P& p) { p.chipVersion = {}; }, "bt=*****\n"},
-        {__LINE__, S,
-         [](P& p) {
-             p.chipVersion = {0, {}};
-         },
-         "bt=BLUETOOTH-VER-0000"},
-        {__LINE__, S,
-         [](P& p) {
-             p.chipVersion = {0, -5};
-         },
-         "bt=BLUETOOTH-VER-00-5"},
-        {__LINE__, S,
-         [](P& p) {
-             p.chipVersion = {0, 12345};
-         },
-         "bt=BLUETOOTH-VER-12345"},
-        {__LINE__, D,
-         [](P& p) {
-             p.localDimming[7] = {0, 0xFFFFFFFF};
-         },
-         "ld1=*****"},
-        {__LINE__, D,
-         [](P& p) {
-             p.localDimming[7] = {0, {}};
-         },
-         "ld1=*****"},
-        {__LINE__, D,
-         [](P& p) {
-             p.localDimming[7] = {-1, 0xFFFFFFFE};
-         },
-         "ld1=FFFFFFFE"},
-        {__LINE__, R,
-         [](P& p) {
-             p.localDimming[8] = {0, 1};
-         },
-         "ld2=00000001"},
-        {__LINE__, S,
-         [](P& p) {
-             p.option = {-1, "a,b,c,"};
-         },
-         "option=a,b,c\n    "},
-        {__LINE__, S,
-         [](P& p) {
-             p.option = {0, ",a,b,c"};
-         },
-         "option=,a,b,c"},
-        {__LINE__, S,
-         [](P& p) {
-             p.option = {0, ",,,,"};
-         },
-         "option=,,,\n    "},
-        {__LINE__, S,
-         [](P& p) {
-             p.option = {0, {}};
-         },
-         "option="},
-        {__LINE__, S,
-         [&](P& p) {
-             p.option = {0, comma125};
-         },
+        {__LINE__, S, "chip", 0, "12", ""},
+        {__LINE__, D, "chip", 0, "12", ""},
+        {__LINE__, R, "chip", 0, "12", ""},
+        {__LINE__, S, "0", -1, nullptr, "model="},
+        {__LINE__, R, "0", -1, "M", "model=M"},
+        {__LINE__, D, "128", -1, nullptr, "mm=*****"},
+        {__LINE__, S, "128", 0, nullptr, "mm=*****"},
+        {__LINE__, S, "128", 0, "", "mm="},
+        {__LINE__, S, "133", -1, nullptr, "sm=*****|ss=*****"},
+        {__LINE__, S, "133", 0, nullptr, "sm=*****|ss=*****"},
+        {__LINE__, S, "133", 0, "A", "sm=A|ss=Not Supported"},
+        {__LINE__, S, "133", 0, "A\n", "sm=A|ss=Not Supported"},
+        {__LINE__, S, "133", 0, "\nA", "sm=\nA|ss=Not Supported"},
+        {__LINE__, S, "133", 0, "", "sm=|ss=Not Supported"},
+        {__LINE__, S, "133", 0, "\n\nA\n\nB\nC", "sm=A|ss=B"},
+        {__LINE__, S, "panel", -1, nullptr, "mt=*****", kTconError},
+        {__LINE__, R, "tcon", 1, "T", "mt=*****", kTconError},
+        {__LINE__, S, "tcon", 0, nullptr, "mt="},
+        {__LINE__, S, "tcon", 0, full.c_str(), "mt=" + full},
+        {__LINE__, S, "bluetooth", -1, "1", "bt=Not Supported\n"},
+        {__LINE__, D, "bluetooth", 0, nullptr, "bt=Not Supported\n"},
+        {__LINE__, S, "chip", 1, "5", "bt=*****\n"},
+        {__LINE__, R, "chip", -1, nullptr, "bt=*****\n"},
+        {__LINE__, S, "chip", 0, nullptr, "bt=BLUETOOTH-VER-0000"},
+        {__LINE__, S, "chip", 0, "-5", "bt=BLUETOOTH-VER-00-5"},
+        {__LINE__, S, "chip", 0, "12345", "bt=BLUETOOTH-VER-12345"},
+        {__LINE__, D, "7", 0, "0xFFFFFFFF", "ld1=*****"},
+        {__LINE__, D, "7", 0, nullptr, "ld1=*****"},
+        {__LINE__, D, "7", -1, "0xFFFFFFFE", "ld1=FFFFFFFE"},
+        {__LINE__, R, "8", 0, "1", "ld2=00000001"},
+        {__LINE__, S, "option", -1, "a,b,c,", "option=a,b,c\n    "},
+        {__LINE__, S, "option", 0, ",a,b,c", "option=,a,b,c"},
+        {__LINE__, S, "option", 0, ",,,,", "option=,,,\n    "},
+        {__LINE__, S, "option", 0, nullptr, "option="},
+        {__LINE__, S, "option", 0, comma125.c_str(),
          "option=" + comma125.substr(0, 125) + "\n    y"},
-        {__LINE__, S,
-         [&](P& p) {
-             p.option = {0, comma126};
-         },
-         "option=" + comma126},
-        {__LINE__, R,
-         [&](P& p) {
-             p.option = {0, std::string(128, 'o')};
-         },
-         "option=" + std::string(127, 'o')},
-        {__LINE__, S, [](P& p) { p.link = {}; }, "dnso", kNoLink},
-        {__LINE__, S, [](P& p) { p.link = ""; }, "dnso", kOddLink},
-        {__LINE__, S, [](P& p) { p.link = "libPelkoInspect.so"; }, "dnso", kOddLink},
-        {__LINE__, S, [](P& p) { p.link = "libPelkoInspect.so."; }, "dnso="},
-        {__LINE__, S, [](P& p) { p.link = "libPelkoInspect.so.1/libPelkoInspect.so.2.5"; },
-         "dnso=2.5"},
-        {__LINE__, S, [](P& p) { p.link = std::string(1003, 'x') + "libPelkoInspect.so.78"; },
-         "dnso=7"},
+        {__LINE__, S, "option", 0, comma126.c_str(), "option=" + comma126},
+        {__LINE__, R, "option", 0, tooLong.c_str(), "option=" + tooLong.substr(1)},
+        {__LINE__, S, "link", -1, nullptr, "dnso", kNoLink},
+        {__LINE__, S, "link", 0, "", "dnso", kOddLink},
+        {__LINE__, S, "link", 0, "libPelkoInspect.so", "dnso", kOddLink},
+        {__LINE__, S, "link", 0, "libPelkoInspect.so.", "dnso="},
+        {__LINE__, S, "link", 0, "libPelkoInspect.so.1/libPelkoInspect.so.2.5", "dnso=2.5"},
+        {__LINE__, S, "link", 0, longLink.c_str(), "dnso=7"},
     };
     for (const auto& row : rows) {
-        platform = FullPlatform();
-        row.change(platform);
+        platform.answers = kFullPlatform;
+        platform.answers[row.query] = {row.result, {}};
+        if (row.written != nullptr) {
+            platform.answers[row.query].written = row.written;
+        }
         const testing::ScopedTrace where(__FILE__, row.line, "row");
         std::string log;
         WatchLog([&](const std::string& line) { log += line + "\n"; });
@@ -427,13 +305,13 @@ TEST(Information, WhatThePlatformAnswersOrNot)
             Printed([&] { EXPECT_TRUE(Logger(row.mode).GetInfoLog(text, &info)); });
         EXPECT_TRUE(Same(Changed(row.mode == S ? kSimple : kOther, row.text),
                          text.substr(text.find("model="))));
-        std::string expected = "I information_section GetInfoLog: bufOption: " +
-                               platform.option.written.value_or("").substr(0, 127) + "\n" + row.log;
         const std::string version = Line(text, "dnso");
-        if (version != "none") {
-            expected += "I version_probes m_GetSoVersion: strOut=" + version + "\n";
-        }
-        EXPECT_TRUE(Same(expected, log));
+        EXPECT_TRUE(Same(
+            "I information_section GetInfoLog: bufOption: " +
+                platform.answers["option"].written.value_or("").substr(0, 127) + "\n" + row.log +
+                (version == "none" ? ""
+                                   : "I version_probes m_GetSoVersion: strOut=" + version + "\n"),
+            log));
         EXPECT_EQ(printed, row.log.empty() ? "" : "> " + row.log.substr(row.log.find(": ") + 2));
     }
 }

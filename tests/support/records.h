@@ -5,17 +5,21 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <string_view>
 
 using Logger = PelkoAppClientLogger;
 
-// Fills a field from its start; a text that fills it whole has no NUL in it.
+// Fills a field from its start, and tells how many bytes there are; a text that fills it whole has
+// no NUL in it.
 template <typename Byte, std::size_t N>
-void Put(Byte (&field)[N], std::string_view text)
+int Put(Byte (&field)[N], std::string_view text)
 {
     std::memcpy(field, text.data(), std::min(N, text.size()));
+    return static_cast<int>(std::min(N, text.size()));
 }
 
 // Values; their other form is noise.
@@ -34,14 +38,54 @@ inline PelkoTestItemValue_s Bytes(int length, std::string_view bytes)
     return value;
 }
 
+// Sets numbers of an item, as in "spec=7 spectype=3 limit=-0.5".
+inline void Set(PelkoItem_s& item, const std::string& settings)
+{
+    using Item = PelkoItem_s;
+    static const std::map<std::string, std::size_t> kPlaces = {
+        {"flags", offsetof(Item, ulErrorFlag)},
+        {"tid", offsetof(Item, iTid)},
+        {"ltid", offsetof(Item, lTid)},
+        {"insptype", offsetof(Item, eInspType)},
+        {"datatype", offsetof(Item, eMsgDataType)},
+        {"datalength", offsetof(Item, stMsgData)},
+        {"result", offsetof(Item, ulResult)},
+        {"retries", offsetof(Item, iRetryCount)},
+        {"spec", offsetof(Item, iSpecType)},
+        {"spectype", offsetof(Item, eSpecValueType)},
+        {"specs", offsetof(Item, iSpecCount)},
+        {"limit", offsetof(Item, astSpec)},
+        {"limitlength", offsetof(Item, astSpec) + offsetof(PelkoTestItemValue_s, stCValue)},
+        {"starttime", offsetof(Item, ulStartTime)},
+        {"duration", offsetof(Item, ulDuration)},
+        {"skips", offsetof(Item, iSkipCount)},
+        {"errors", offsetof(Item, iErrorCount)},
+        {"expect", offsetof(Item, iExpectCount)},
+        {"select", offsetof(Item, iSelectIndex)},
+        {"measures", offsetof(Item, iMeasureCount)},
+        {"extras", offsetof(Item, iExtraCount)},
+        {"type", offsetof(Item, eMeasureValueType)},
+        {"codes", offsetof(Item, iListCount)}};
+    std::istringstream words(settings);
+    std::string value;
+    for (std::string name; std::getline(words >> std::ws, name, '=') && words >> value;) {
+        const auto number = static_cast<unsigned int>(std::stoll(value));
+        const float decimal = std::stof(value);
+        const bool isDecimal = value.find('.') != std::string::npos;
+        std::memcpy(reinterpret_cast<char*>(&item) + kPlaces.at(name),
+                    isDecimal ? static_cast<const void*>(&decimal) : &number, sizeof(number));
+    }
+}
+
 // A passed item without values.
-inline PelkoItem_s MakeItem(std::string_view name, unsigned char code1, unsigned char code2)
+inline PelkoItem_s MakeItem(std::string_view name, unsigned char code1, unsigned char code2,
+                            const std::string& settings = "")
 {
     PelkoItem_s item{};
     Put(item.szName, name);
     item.ucCode1 = code1;
     item.ucCode2 = code2;
-    item.ulResult = 2;
+    Set(item, "result=2 " + settings);
     return item;
 }
 

@@ -21,21 +21,28 @@ ScriptedPlatform platform;
 namespace
 {
 
-template <typename Value>
-int Give(const Answer<Value>& answer, Value* value)
+const Answer<std::string>& AnswerOf(const std::string& query)
 {
-    *value = answer.written.value_or(*value);
+    return platform.answers[query];
+}
+
+template <typename Number>
+int Give(const std::string& query, Number* number)
+{
+    const Answer<std::string>& answer = AnswerOf(query);
+    *number =
+        answer.written ? static_cast<Number>(std::stoll(*answer.written, nullptr, 0)) : *number;
     return answer.result;
 }
 
 // Fills a buffer that held only zero bytes before.
-int Fill(const Answer<std::string>& answer, char* buffer, std::size_t size)
+int Fill(const std::string& query, char* buffer, std::size_t size)
 {
     if (std::count(buffer, buffer + size, '\0') != std::ptrdiff_t(size)) {
         Note("the buffer is not clear");
     }
-    answer.written.value_or("").copy(buffer, size);
-    return answer.result;
+    AnswerOf(query).written.value_or("").copy(buffer, size);
+    return AnswerOf(query).result;
 }
 
 class ScriptedPanel : public IDisplayPanel
@@ -44,7 +51,7 @@ public:
     int getTconDataVersion(char* buffer, int size) override
     {
         Note(Format("platform: getTconDataVersion(%d)", size));
-        return Fill(platform.tconVersion, buffer, std::size_t(size));
+        return Fill("tcon", buffer, std::size_t(size));
     }
 };
 
@@ -55,13 +62,14 @@ int system_info_get_value_int(int key, int* value)
     Note(Format("platform: system_info_get_value_int(%d, %d)", key, *value));
     const Answer<int> answer = platform.ints.empty() ? Answer<int>{} : platform.ints.front();
     platform.ints.erase(platform.ints.begin(), platform.ints.begin() + !platform.ints.empty());
-    return Give(answer, value);
+    *value = answer.written.value_or(*value);
+    return answer.result;
 }
 
 int system_info_get_value_string(int key, char** value)
 {
     Note(Format("platform: system_info_get_value_string(%d, %s)", key, *value ? "a text" : "null"));
-    const Answer<std::string>& answer = platform.strings[key];
+    const Answer<std::string>& answer = AnswerOf(std::to_string(key));
     *value = answer.written ? strdup(answer.written->c_str()) : *value;
     return answer.result;
 }
@@ -69,32 +77,32 @@ int system_info_get_value_string(int key, char** value)
 int system_info_get_custom_bool(const char* key, bool* value)
 {
     Note(Format("platform: system_info_get_custom_bool(%s, %d)", key, *value));
-    return Give(platform.bluetooth, value);
+    return Give("bluetooth", value);
 }
 
 int bt_adapter_get_chip_version(int* version)
 {
     Note(Format("platform: bt_adapter_get_chip_version(%d)", *version));
-    return Give(platform.chipVersion, version);
+    return Give("chip", version);
 }
 
 IDisplayPanel* IDisplayPanel::getInstance()
 {
     Note("platform: IDisplayPanel::getInstance");
     static ScriptedPanel panel;
-    return platform.hasPanel ? &panel : nullptr;
+    return AnswerOf("panel").result == 0 ? &panel : nullptr;
 }
 
 int ve_start_local_dimming_test(unsigned char selector, unsigned int* value)
 {
     Note(Format("platform: ve_start_local_dimming_test(%d, %X)", selector, *value));
-    return Give(platform.localDimming[selector], value);
+    return Give(std::to_string(selector), value);
 }
 
 int factory_get_option_string_data(int option, char* buffer, unsigned int* length)
 {
     Note(Format("platform: factory_get_option_string_data(%d, %u)", option, *length));
-    return Fill(platform.option, buffer, 128);
+    return Fill("option", buffer, 128);
 }
 
 FCBlockProfiler::FCBlockProfiler(const char* file, int line, const char* function)
@@ -125,7 +133,8 @@ int menu_print(int channel, const char* format, ...)
 ssize_t readlink(const char* path, char* buffer, size_t size)
 {
     Note(Format("platform: readlink(%s, %zu)", path, size));
-    return platform.link ? static_cast<ssize_t>(platform.link->copy(buffer, size)) : -1;
+    const Answer<std::string>& link = AnswerOf("link");
+    return link.written ? static_cast<ssize_t>(link.written->copy(buffer, size)) : -1;
 }
 
 int nanosleep(const timespec* pause, timespec* /*left*/)

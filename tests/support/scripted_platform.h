@@ -15,14 +15,10 @@ struct Answer {
 
 struct ScriptedPlatform {
     std::deque<Answer<int>> ints;  // one for each query
-    std::map<int, Answer<std::string>> strings;
-    Answer<bool> bluetooth;
-    Answer<int> chipVersion;
-    bool hasPanel = false;
-    Answer<std::string> tconVersion;  // not terminated where it fills the buffer
-    std::map<int, Answer<unsigned int>> localDimming;
-    Answer<std::string> option;       // the same
-    std::optional<std::string> link;  // the target of every symbolic link
+    // By what is asked: a string's key, "bluetooth", "chip", "panel", "tcon", a local-dimming
+    // selector, "option", and "link", which is the target of every symbolic link. Numbers stand
+    // here as texts, and a text that fills its buffer is not terminated there.
+    std::map<std::string, Answer<std::string>> answers;
 };
 
 extern ScriptedPlatform platform;
