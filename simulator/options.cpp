@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <iterator>
 
-namespace fa
+namespace fa::set
 {
 
 namespace
@@ -19,7 +19,8 @@ constexpr char kSummary[] =
     "  fa-set-simulator [OPTION...]                   until SIGINT, SIGTERM, SIGHUP\n"
     "  fa-set-simulator run [OPTION...] -- COMMAND... for one command, with a bus of its own\n"
     "  fa-set-simulator fault TARGET KIND [VALUE] [times N]\n"
-    "  fa-set-simulator fault clear                   change a running set";
+    "  fa-set-simulator fault clear                   change a running set\n"
+    "  fa-set-simulator capture FILE                  record a real set, from its bus";
 
 constexpr char kDescription[] =
     "Faults:\n"
@@ -32,8 +33,13 @@ constexpr char kDescription[] =
     "  ss|rjp|ep burst COUNT   announces so many packets at once\n"
     "  service leave MS        leaves the bus, and comes back after so long\n"
     "METHOD may be all. \"times N\" limits a fault to the next N calls.\n\n"
-    "Exit status: 0, 2 for a wrong command line, 1 for any other failure; of run, the command's\n"
-    "own, 128+N if signal N ended it, 126 if it cannot be executed, 127 if it is not found.";
+    "Exit status: 0, 2 for a wrong command line, 1 for any other failure, 123 where a replay\n"
+    "differs from its recording; of run, also 124 after --timeout, and the command's own: 128+N "
+    "if\n"
+    "signal N ended it, 126 if it cannot be executed, 127 if it is not found.";
+
+// The priorities of the platform log, from the least important.
+constexpr char kPriorities[] = "VDIWEF";
 
 std::vector<std::string> ToStrings(char** texts)
 {
@@ -44,9 +50,23 @@ std::vector<std::string> ToStrings(char** texts)
     return strings;
 }
 
-std::string ToString(const char* text)
+// Empty where the option is not given; given, it names something.
+std::string ToPath(const char* option, const char* path)
 {
-    return text != nullptr ? text : "";
+    if (path != nullptr && *path == '\0') {
+        throw UsageError(std::string(option) + " needs a path");
+    }
+    return path != nullptr ? path : "";
+}
+
+// Nothing where the option is not given.
+template <typename Number>
+void CheckRange(const char* option, const Number* number, double min, double max)
+{
+    if (number != nullptr && !(*number >= min && *number <= max)) {
+        g_autofree char* text = g_strdup_printf("%s takes %g to %g", option, min, max);
+        throw UsageError(text);
+    }
 }
 
 std::filesystem::path Normalized(const std::string& path)
@@ -54,21 +74,21 @@ std::filesystem::path Normalized(const std::string& path)
     return std::filesystem::absolute(path).lexically_normal();
 }
 
-void ReadLink(const std::string& text, Options& options)
+void ReadLink(const std::string& text, StateOptions& set)
 {
     const auto equals = text.find('=');
-    const std::string name = text.substr(0, equals);
-    if (std::find(std::begin(kLines), std::end(kLines), name) == std::end(kLines) ||
-        equals == std::string::npos || equals + 1 == text.size()) {
+    const std::optional<Line> line = FindLineNamed(text.substr(0, equals));
+    if (!line || equals == std::string::npos || equals + 1 == text.size()) {
         throw UsageError("--line takes uart, ss, rjp or ep with =PATH, not \"" + text + "\"");
     }
     const std::string path = text.substr(equals + 1);
-    for (const auto& [other, otherPath] : options.links) {
-        if (other != name && Normalized(otherPath) == Normalized(path)) {
+    for (Line other = 0; other < set.links.size(); ++other) {
+        if (other != *line && !set.links[other].empty() &&
+            Normalized(set.links[other]) == Normalized(path)) {
             throw UsageError("--line: two lines cannot both be " + path);
         }
     }
-    options.links[name] = path;
+    set.links[*line] = path;
 }
 
 FaultRequest ReadFaultOption(const std::string& text)
@@ -81,20 +101,44 @@ FaultRequest ReadFaultOption(const std::string& text)
     return ReadFault(ToStrings(words));
 }
 
-bool IsMode(const std::string& word)
+struct ModeRow {
+    const char* word;
+    Mode mode;
+};
+constexpr ModeRow kModes[] = {
+    {"run", Mode::kRun}, {"fault", Mode::kFault}, {"capture", Mode::kCapture}};
+
+Mode FindMode(const std::string& word)
 {
-    return word == "run" || word == "fault";
+    const auto* const found = std::find_if(std::begin(kModes), std::end(kModes),
+                                           [&](const ModeRow& row) { return word == row.word; });
+    return found != std::end(kModes) ? found->mode : Mode::kServe;
 }
 
 Mode TakeMode(int& argc, char** argv)
 {
-    const std::string word = argc > 1 ? argv[1] : "";
-    if (!IsMode(word)) {
-        return Mode::kServe;
+    const Mode mode = FindMode(argc > 1 ? argv[1] : "");
+    if (mode != Mode::kServe) {
+        std::copy(argv + 2, argv + argc + 1, argv + 1);
+        --argc;
     }
-    std::copy(argv + 2, argv + argc + 1, argv + 1);
-    --argc;
-    return word == "run" ? Mode::kRun : Mode::kFault;
+    return mode;
+}
+
+void CheckWords(const Options& options)
+{
+    if (options.mode == Mode::kServe && !options.words.empty()) {
+        const std::string& word = options.words[0];
+        throw UsageError(FindMode(word) != Mode::kServe
+                             ? "the word " + word + " comes first, before all options"
+                             : "unknown word \"" + word + "\"");
+    }
+    if (options.mode == Mode::kRun && options.words.empty()) {
+        throw UsageError("run needs a command");
+    }
+    if (options.mode == Mode::kCapture && (options.words.size() != 1 || options.words[0].empty())) {
+        throw UsageError("capture needs one file");
+    }
 }
 
 }  // namespace
@@ -103,11 +147,19 @@ Options ReadOptions(int argc, char** argv)
 {
     g_autofree char* profile = nullptr;
     g_autofree char* record = nullptr;
+    g_autofree char* scenario = nullptr;
+    g_autofree char* replay = nullptr;
+    g_autofree char* speed = nullptr;
+    g_autofree char* seed = nullptr;
     g_autofree char* logFolder = nullptr;
     g_autofree char* usbFolder = nullptr;
+    g_autofree char* log = nullptr;
+    g_autofree char* priority = nullptr;
     g_auto(GStrv) lines = nullptr;
     g_auto(GStrv) faults = nullptr;
     gint gap = 10;
+    gdouble timeout = -1;
+    gint replyTimeout = -1;
     gboolean quiet = FALSE;
     gboolean version = FALSE;
     const GOptionEntry entries[] = {
@@ -117,8 +169,6 @@ Options ReadOptions(int argc, char** argv)
          "FILE"},
         {"line", 'l', 0, G_OPTION_ARG_FILENAME_ARRAY, &lines,
          "Make a link to the line uart, ss, rjp or ep", "NAME=PATH"},
-        {"record", 'r', 0, G_OPTION_ARG_FILENAME, &record,
-         "Write each call as a line of JSON, into a new file", "FILE"},
         {"log-dir", 0, 0, G_OPTION_ARG_FILENAME, &logFolder,
          "The folder with the set's logs; run makes one where none is named", "DIR"},
         {"usb-dir", 0, 0, G_OPTION_ARG_FILENAME, &usbFolder,
@@ -126,6 +176,23 @@ Options ReadOptions(int argc, char** argv)
         {"gap", 0, 0, G_OPTION_ARG_INT, &gap,
          "The silence that ends a packet on a line (default: 10)", "MS"},
         {"fault", 'f', 0, G_OPTION_ARG_STRING_ARRAY, &faults, "Begin with a fault", "WORDS"},
+        {"scenario", 's', 0, G_OPTION_ARG_FILENAME, &scenario, "Go by the rules in the file",
+         "FILE"},
+        {"seed", 0, 0, G_OPTION_ARG_STRING, &seed, "What the rules' chance begins with", "NUMBER"},
+        {"record", 'r', 0, G_OPTION_ARG_FILENAME, &record,
+         "Write what happens, a line of JSON each, into a new file", "FILE"},
+        {"replay", 0, 0, G_OPTION_ARG_FILENAME, &replay,
+         "Answer and announce what the recording says", "FILE"},
+        {"speed", 0, 0, G_OPTION_ARG_STRING, &speed,
+         "Of a replay: fast (the default), or real for the times of the recording", "SPEED"},
+        {"timeout", 0, 0, G_OPTION_ARG_DOUBLE, &timeout, "run: end the command after so long",
+         "SECONDS"},
+        {"reply-timeout", 0, 0, G_OPTION_ARG_INT, &replyTimeout,
+         "run: a call fails that has no answer after so long", "MS"},
+        {"log", 0, 0, G_OPTION_ARG_FILENAME, &log,
+         "run: write the command's platform log into a new file instead of standard error", "FILE"},
+        {"log-priority", 0, 0, G_OPTION_ARG_STRING, &priority,
+         "run: log from this priority on, V (the default), D, I, W, E or F", "LETTER"},
         {"quiet", 'q', 0, G_OPTION_ARG_NONE, &quiet, "Print nothing but what goes wrong", nullptr},
         {"version", 0, 0, G_OPTION_ARG_NONE, &version, "Print the version", nullptr},
         {},
@@ -133,7 +200,8 @@ Options ReadOptions(int argc, char** argv)
     Options options;
     options.mode = TakeMode(argc, argv);
 
-    g_autoptr(GOptionContext) context = g_option_context_new("[run | fault] [-- COMMAND...]");
+    g_autoptr(GOptionContext) context =
+        g_option_context_new("[run | fault | capture] [-- COMMAND...]");
     g_option_context_set_summary(context, kSummary);
     g_option_context_set_description(context, kDescription);
     g_option_context_add_main_entries(context, entries, nullptr);
@@ -147,34 +215,65 @@ Options ReadOptions(int argc, char** argv)
         std::printf("fa-set-simulator %s\n", FA_API_VERSION);
         std::exit(EXIT_SUCCESS);
     }
-    if (gap < 0 || gap > 10'000) {
-        throw UsageError("--gap takes 0 to 10000 milliseconds");
-    }
     SetQuiet(quiet != FALSE);
-    options.profile = ToString(profile != nullptr ? profile : g_getenv("FA_PLATFORM_PROFILE"));
-    options.record = ToString(record);
-    options.logFolder = ToString(logFolder);
-    options.usbFolder = ToString(usbFolder);
-    options.gapMs = static_cast<guint>(gap);
+
+    ServiceOptions& service = options.service;
+    service.set.profile = ToPath("--profile", profile);
+    if (profile == nullptr && g_getenv("FA_PLATFORM_PROFILE") != nullptr) {
+        service.set.profile = g_getenv("FA_PLATFORM_PROFILE");
+    }
+    service.set.logFolder = ToPath("--log-dir", logFolder);
+    service.set.usbFolder = ToPath("--usb-dir", usbFolder);
+    CheckRange("--gap", &gap, 0, 10'000);
+    service.set.gapMs = static_cast<guint>(gap);
     for (const std::string& line : ToStrings(lines)) {
-        ReadLink(line, options);
+        ReadLink(line, service.set);
     }
     for (const std::string& fault : ToStrings(faults)) {
-        options.faults.push_back(ReadFaultOption(fault));
+        service.faults.push_back(ReadFaultOption(fault));
     }
+    service.scenario = ToPath("--scenario", scenario);
+    service.record = ToPath("--record", record);
+    service.replay = ToPath("--replay", replay);
+    service.set.played = replay != nullptr;
+    if (replay != nullptr && (scenario != nullptr || faults != nullptr)) {
+        throw UsageError("--replay goes by its recording alone, without --fault and --scenario");
+    }
+    const std::string pace = speed != nullptr ? speed : "fast";
+    if ((pace != "fast" && pace != "real") || (speed != nullptr && replay == nullptr)) {
+        throw UsageError("--speed is fast or real, of a --replay");
+    }
+    service.speed = pace == "real" ? Replay::Speed::kReal : Replay::Speed::kFast;
+    if (seed != nullptr) {
+        guint64 number = 0;
+        if (!g_ascii_string_to_unsigned(seed, 10, 0, G_MAXUINT32, &number, nullptr)) {
+            throw UsageError("--seed takes a number of 32 bits");
+        }
+        service.seed = static_cast<guint32>(number);
+    }
+
+    if (options.mode != Mode::kRun &&
+        (timeout != -1 || replyTimeout != -1 || log != nullptr || priority != nullptr)) {
+        throw UsageError("--timeout, --reply-timeout, --log and --log-priority are options of run");
+    }
+    CheckRange("--timeout", timeout != -1 ? &timeout : nullptr, 0.001, 1'000'000);
+    CheckRange("--reply-timeout", replyTimeout != -1 ? &replyTimeout : nullptr, 1, 1'000'000);
+    options.run.timeoutMs = timeout != -1 ? static_cast<guint>(timeout * 1000) : 0;
+    options.run.replyTimeoutMs = replyTimeout != -1 ? static_cast<guint>(replyTimeout) : 0;
+    options.run.log = ToPath("--log", log);
+    options.run.logPriority = priority != nullptr ? priority : "V";
+    if (options.run.logPriority.size() != 1 ||
+        std::string(kPriorities).find(options.run.logPriority) == std::string::npos) {
+        throw UsageError("--log-priority takes one of the letters " + std::string(kPriorities));
+    }
+
     options.words = ToStrings(argv + 1);
     if (!options.words.empty() && options.words[0] == "--") {
         options.words.erase(options.words.begin());
     }
-    if (options.mode == Mode::kServe && !options.words.empty()) {
-        const std::string& word = options.words[0];
-        throw UsageError(IsMode(word) ? "the word " + word + " comes first, before all options"
-                                      : "unknown word \"" + word + "\"");
-    }
-    if (options.mode == Mode::kRun && options.words.empty()) {
-        throw UsageError("run needs a command");
-    }
+    CheckWords(options);
+    options.run.command = options.words;
     return options;
 }
 
-}  // namespace fa
+}  // namespace fa::set

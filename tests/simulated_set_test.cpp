@@ -10,6 +10,8 @@
 #include <deque>
 #include <fstream>
 #include <random>
+#include <regex>
+#include <sstream>
 #include <thread>
 
 #include "support/resident_memory.h"
@@ -53,6 +55,19 @@ speed_t SpeedOf(int line)
     termios settings{};
     tcgetattr(line, &settings);
     return cfgetospeed(&settings);
+}
+
+// The calls of a record, without their times.
+std::string CallsOf(const std::string& record)
+{
+    std::string calls;
+    std::istringstream lines(record);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("\"method\"") != std::string::npos) {
+            calls += "{" + line.substr(line.find(',') + 1) + "\n";
+        }
+    }
+    return calls;
 }
 
 TEST_F(SimulatedSetTest, LinesCarryBytesBothWays)
@@ -129,7 +144,7 @@ TEST_F(SimulatedSetTest, CommandsChangeTheSet)
     const unsigned char unknown[] = {'X'};
     EXPECT_EQ(automation_execute_command_with_data(82, 1, unknown, 1), 0);
     Stop();
-    EXPECT_EQ(TextOf(In("record")),
+    EXPECT_EQ(CallsOf(TextOf(In("record"))),
               R"({"method":"ExecuteCommandWithData","arguments":{"data0":82,"data1":1,)"
               R"("data":[74,65,80,65,78],"len":5},"result":1})"
               "\n"
@@ -189,19 +204,21 @@ TEST_F(SimulatedSetTest, AnnouncesOddData)
     EXPECT_EQ(automation_register_callback_ep_protocol(Collect), 0);
     Fault({"GetEpProtocolData", "empty", "times", "1"});
     Fault({"ep", "burst", "1"});
-    EXPECT_TRUE(Wait([] { return arrived.size() == 1; }));
-    EXPECT_THAT(arrived[0], IsEmpty());
+    // The packet itself stays, and is announced again.
+    EXPECT_TRUE(Wait([] { return arrived.size() == 2; }));
+    EXPECT_THAT(arrived, ElementsAre(IsEmpty(), ElementsAre(0, 0)));
+    arrived.clear();
     Fault({"GetEpProtocolData", "long", "300", "times", "1"});
     log.Take();
     Fault({"ep", "burst", "200"});
     EXPECT_TRUE(Wait([] { return arrived.size() == 201; }));
-    EXPECT_EQ(arrived[1].size(), 256U);
-    for (unsigned int i = 1; i < 200; ++i) {
+    EXPECT_EQ(arrived[0].size(), 256U);
+    for (unsigned int i = 0; i < 200; ++i) {
         EXPECT_THAT(arrived[i + 1], ElementsAre(0, i));
     }
     EXPECT_THAT(log.Take(), ::testing::Contains("E _autoamtion_signal_handler_ep: epData is full, "
                                                 "44 bytes dropped"));
-    const std::string call = R"({"method":"GetEpProtocolData","arguments":{},"data":[)";
+    const std::string call = R"("method":"GetEpProtocolData","arguments":{},"data":[)";
     EXPECT_THAT(TextOf(In("record")), HasSubstr(call + "],\"result\":1,\"fault\":\"empty\"}\n"));
     EXPECT_THAT(TextOf(In("record")), HasSubstr(call + "2,0,1],\"result\":1}\n"));
 }
@@ -219,7 +236,7 @@ TEST_F(SimulatedSetTest, AnswersWhoAsksIt)
         g_autofree char* text = reply != nullptr ? g_variant_print(reply, TRUE) : nullptr;
         const std::string answer = reply != nullptr ? text : error->message;
         g_clear_error(&error);
-        return answer;
+        return std::regex_replace(answer, std::regex(R"("time":[0-9.]+,)"), "");
     };
     EXPECT_EQ(automation_register_callback_serial_source(Collect), 0);
     EXPECT_EQ(automation_change_packet_length_serial_source(2), 0);
@@ -241,7 +258,7 @@ TEST_F(SimulatedSetTest, AnswersWhoAsksIt)
         [](GDBusConnection*, const char*, const char*, const char*, const char*, GVariant* call,
            gpointer count) {
             g_autofree char* text = g_variant_print(call, FALSE);
-            EXPECT_STREQ(text, R"(('{"method":"CloseExUart","arguments":{},"result":1}',))");
+            EXPECT_THAT(text, HasSubstr(R"("method":"CloseExUart","arguments":{},"result":1}')"));
             ++*static_cast<int*>(count);
         },
         &called, nullptr);
