@@ -91,11 +91,12 @@ void Service::OnLost(const std::string& reason)
 
 int Service::Finish()
 {
-    if (begun_ && !ended_ && replay_ != nullptr && !replay_->Finish()) {
-        return kDifferent;
-    }
+    const bool same = !begun_ || ended_ || replay_ == nullptr || replay_->Finish();
     if (begun_) {
         conversation_.End();
+    }
+    if (!same) {
+        return kDifferent;
     }
     return conversation_.Shortfall().empty() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
@@ -372,7 +373,9 @@ void Service::Play(const Event& event, bool late)
             presence_.Leave();
             break;
         case Event::Kind::kJoined:
-            presence_.Join();
+            if (!presence_.IsConnected()) {
+                presence_.Join();
+            }
             break;
         case Event::Kind::kCall:
             break;

@@ -54,7 +54,8 @@ Replay::Replay(std::string path, Speed speed, Owner owner)
 guint Replay::WaitBeforeNext() const
 {
     const Event& event = events_[next_].event;
-    const bool timed = speed_ == Speed::kReal || event.kind == Event::Kind::kJoined || event.again;
+    const bool timed =
+        speed_ == Speed::kReal || (event.kind == Event::Kind::kJoined && away_) || event.again;
     const gint64 before = next_ > 0 ? events_[next_ - 1].event.time : 0;
     return timed ? static_cast<guint>(std::max<gint64>(event.time - before, 0) / 1000) : 0;
 }
@@ -81,9 +82,11 @@ void Replay::PlayUpToCall(bool hurry)
             return;
         }
         PlayNext(hurry);
-        if (events_[next_ - 1].event.kind == Event::Kind::kJoined) {
+        const Event::Kind kind = events_[next_ - 1].event.kind;
+        if (kind == Event::Kind::kJoined && std::exchange(away_, false)) {
             return;  // until it has
         }
+        away_ = away_ || kind == Event::Kind::kLeft;
     }
     RepeatAnnouncement(kFirstRepeatMs);
 }

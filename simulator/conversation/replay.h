@@ -63,6 +63,7 @@ private:
     std::vector<std::string> lines_;
     std::vector<Recorded> events_;
     std::size_t next_ = 0;
+    bool away_ = false;  // off the bus
     bool different_ = false;
     EventSource waiting_;
     // Of each line: the last announcement, and how many have been made and not been followed.

@@ -120,6 +120,9 @@ public:
 
     void Start(const RunOptions& run)
     {
+        if (status_) {
+            return;
+        }
         std::vector<const char*> words;
         for (const std::string& word : run.command) {
             words.push_back(word.c_str());
