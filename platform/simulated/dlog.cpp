@@ -32,7 +32,7 @@ int MinPriority()
 {
     const char* letter = std::getenv("FA_PLATFORM_LOG_PRIORITY");
     const char* found = letter != nullptr ? std::strchr(kLetters + 2, *letter) : nullptr;
-    return found != nullptr && *found != '\0' ? static_cast<int>(found - kLetters) : 0;
+    return found != nullptr && *found != '\0' ? static_cast<int>(found - kLetters) : G_MININT;
 }
 
 }  // namespace
