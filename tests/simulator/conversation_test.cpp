@@ -45,12 +45,15 @@ protected:
 )");
         std::filesystem::create_directory(In("logs"));
         std::filesystem::create_directory(In("usb"));
-        g_dbus_connection_signal_subscribe(
-            connection, "org.freedesktop.DBus", nullptr, "NameOwnerChanged", nullptr,
-            "org.kavra.tv.automation-service", G_DBUS_SIGNAL_FLAGS_NONE,
-            [](GDBusConnection*, const char*, const char*, const char*, const char*, GVariant*,
-               gpointer count) { ++*static_cast<int*>(count); },
-            &changes, nullptr);
+        Subscribe(
+            "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+            [](GDBusConnection*, const char*, const char*, const char*, const char*,
+               GVariant* values, gpointer count) {
+                const char* name = nullptr;
+                g_variant_get(values, "(&s&s&s)", &name, nullptr, nullptr);
+                *static_cast<int*>(count) += *name != ':' ? 1 : 0;
+            },
+            &changes);
     }
 
     void StartWith(const Words& options)
@@ -329,16 +332,15 @@ TEST_F(SetTest, TheSetTellsOfItsCalls)
 {
     Start();
     Words called;
-    g_dbus_connection_signal_subscribe(
-        connection, nullptr, "org.kavra.tv.automationservice.Simulator", "Called", nullptr, nullptr,
-        G_DBUS_SIGNAL_FLAGS_NONE,
+    Subscribe(
+        "org.kavra.tv.automation-service", "org.kavra.tv.automationservice.Simulator", "Called",
         [](GDBusConnection*, const char*, const char*, const char*, const char*, GVariant* values,
            gpointer calls) {
             const char* json = nullptr;
             g_variant_get(values, "(&s)", &json);
             static_cast<Words*>(calls)->push_back(WithoutTimes(json));
         },
-        &called, nullptr);
+        &called);
     EXPECT_EQ(Call("SendRjpData", "(1, [5])"), "(1,)");
     EXPECT_EQ(Ask("SetFault", "('all', 'error', 0, 1)"), "");
     EXPECT_EQ(Call("GetEpProtocolData"), "Fault: a fault on demand");

@@ -126,12 +126,22 @@ SetTest::SetTest()
         const std::string line = std::string(signal).substr(0, std::string(signal).find('_'));
         static_cast<Words*>(texts)->push_back(line + " " + text);
     };
-    g_dbus_connection_signal_subscribe(connection, nullptr, kContract, nullptr, nullptr, nullptr,
-                                       G_DBUS_SIGNAL_FLAGS_NONE, onSignal, &announcements, nullptr);
+    Subscribe(kService, kContract, nullptr, onSignal, &announcements);
+}
+
+void SetTest::Subscribe(const char* sender, const char* interface, const char* signal,
+                        GDBusSignalCallback function, gpointer data)
+{
+    subscriptions.push_back(
+        g_dbus_connection_signal_subscribe(connection, sender, interface, signal, nullptr, nullptr,
+                                           G_DBUS_SIGNAL_FLAGS_NONE, function, data, nullptr));
 }
 
 SetTest::~SetTest()
 {
+    for (const guint id : subscriptions) {
+        g_dbus_connection_signal_unsubscribe(connection, id);
+    }
     if (set != 0) {
         Stop();
     }

@@ -66,6 +66,10 @@ protected:
     // Iterates the main context until the condition holds; false when it never does.
     static bool Wait(const std::function<bool()>& condition);
 
+    // Calls the function for each signal, while the test runs.
+    void Subscribe(const char* sender, const char* interface, const char* signal,
+                   GDBusSignalCallback function, gpointer data);
+
     std::filesystem::path folder;
     PrivateBus bus;
     GDBusConnection* connection = nullptr;
@@ -75,5 +79,6 @@ private:
     std::string Send(const char* interface, const std::string& method,
                      const std::string& arguments);
 
+    std::vector<guint> subscriptions;
     Words announcements;
 };
