@@ -21,6 +21,7 @@ constexpr char kSummary[] =
     "standard input (-).\n\n"
     "  fa-report show FILE...     each run: the outcome first, then what failed and why\n"
     "  fa-report summary FILE...  yield, what fails, what is retried, what drifts\n"
+    "  fa-report page FILE...     the same as a page with charts, for a browser, offline\n"
     "  fa-report junit FILE...    JUnit XML, for a CI server\n"
     "  fa-report table FILE...    one row for each measured value";
 
@@ -32,6 +33,7 @@ constexpr char kDescription[] =
 constexpr Command kCommands[] = {
     {"show", Show, " output "},
     {"summary", Summarize, " output json by "},
+    {"page", Page, " output by "},
     {"junit", Junit, " output "},
     {"table", Table, " output format partition-by "},
 };
@@ -79,7 +81,8 @@ Options ReadOptions(int argc, char** argv)
          "Write there (default: standard output); of table with --partition-by a folder", "FILE"},
         {"json", 'j', 0, G_OPTION_ARG_NONE, &json, "summary: print JSON", nullptr},
         {"by", 'b', 0, G_OPTION_ARG_STRING, &by,
-         "summary: the yield for each value of a key of the information section, such as mm",
+         "summary, page: the yield for each value of a key of the information section, such as sm "
+         "(of page by default mm)",
          "KEY"},
         {"format", 'f', 0, G_OPTION_ARG_STRING, &format,
          "table: csv (default) or jsonl, a JSON object on each line", "FORMAT"},
@@ -115,6 +118,9 @@ Options ReadOptions(int argc, char** argv)
     CheckTaken(command, "format", format != nullptr);
     CheckTaken(command, "partition-by", partition != nullptr);
     options.output = ToString(output);
+    if (options.output == "-") {
+        options.output.clear();
+    }
     options.json = json != FALSE;
     options.by = ToString(by);
     options.format = format != nullptr ? format : "csv";

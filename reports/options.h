@@ -40,7 +40,7 @@ struct Command {
 struct Options {
     const Command* command = nullptr;
     std::vector<std::string> inputs;  // files and folders, "-" for standard input
-    std::string output;               // a file, or a folder of a table; empty: standard output
+    std::string output;  // a file, or a folder of a table; empty: standard output, also for "-"
     bool json = false;
     std::string by;
     std::string format = "csv";

@@ -1,7 +1,11 @@
 #include "outputs/output_file.h"
 
+#include <glib.h>
+
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 namespace fa
 {
@@ -41,6 +45,24 @@ void OutputFile::Close()
 void OutputFile::Fail() const
 {
     throw Failure(name_ + ": " + std::strerror(errno));
+}
+
+void WriteWhole(const std::string& name, std::string_view text)
+{
+    std::error_code error;
+    const auto type = std::filesystem::symlink_status(name, error).type();
+    if (name.empty() || (type != std::filesystem::file_type::not_found &&
+                         type != std::filesystem::file_type::regular)) {
+        OutputFile output(name);
+        output.Write(text);
+        output.Close();
+        return;
+    }
+    g_autoptr(GError) failure = nullptr;
+    if (g_file_set_contents_full(name.c_str(), text.data(), static_cast<gssize>(text.size()),
+                                 G_FILE_SET_CONTENTS_CONSISTENT, 0666, &failure) == FALSE) {
+        throw Failure(failure->message);
+    }
 }
 
 void PrintRefused(const std::vector<std::string>& refused)

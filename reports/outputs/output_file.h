@@ -33,6 +33,10 @@ private:
     std::FILE* file_;
 };
 
+// Writes all of an output. A file that is there is replaced at once, so nobody sees half of it;
+// what is no ordinary file, such as a pipe, is written to.
+void WriteWhole(const std::string& name, std::string_view text);
+
 // Prints what was refused on standard error.
 void PrintRefused(const std::vector<std::string>& refused);
 

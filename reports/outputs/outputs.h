@@ -8,6 +8,7 @@ namespace fa
 
 ExitStatus Show(const Options& options);
 ExitStatus Summarize(const Options& options);
+ExitStatus Page(const Options& options);
 ExitStatus Junit(const Options& options);
 ExitStatus Table(const Options& options);
 

@@ -11,10 +11,8 @@ ExitStatus Summarize(const Options& options)
 {
     std::vector<std::string> refused;
     const Summary summary = Collect(ReportFiles(options.inputs), options.by, refused);
-    OutputFile output(options.output);
-    output.Write(options.json ? SummaryJson(summary, options.by, refused)
-                              : SummaryText(summary, options.by, refused.size()));
-    output.Close();
+    WriteWhole(options.output, options.json ? SummaryJson(summary, options.by, refused)
+                                            : SummaryText(summary, options.by, refused.size()));
     PrintRefused(refused);
     return refused.empty() ? kAllPassed : kNotAllRead;
 }

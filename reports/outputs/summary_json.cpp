@@ -1,7 +1,6 @@
-#include <json-glib/json-glib.h>
-
 #include <iterator>
 
+#include "outputs/json_writer.h"
 #include "outputs/summary.h"
 #include "outputs/words.h"
 
@@ -11,79 +10,7 @@ namespace fa
 namespace
 {
 
-class Writer
-{
-public:
-    Writer() = default;
-
-    ~Writer() { g_object_unref(builder_); }
-
-    Writer(const Writer&) = delete;
-    Writer& operator=(const Writer&) = delete;
-
-    // A member that is an object or a list, which `fill` fills.
-    template <typename Fill>
-    void Object(const char* name, Fill fill)
-    {
-        Name(name);
-        json_builder_begin_object(builder_);
-        fill();
-        json_builder_end_object(builder_);
-    }
-
-    template <typename Rows, typename Fill>
-    void List(const char* name, const Rows& rows, Fill fill)
-    {
-        Name(name);
-        json_builder_begin_array(builder_);
-        for (const auto& row : rows) {
-            fill(row);
-        }
-        json_builder_end_array(builder_);
-    }
-
-    void Count(const char* name, std::uint64_t count)
-    {
-        Name(name);
-        json_builder_add_int_value(builder_, static_cast<gint64>(count));
-    }
-
-    void Number(const char* name, const std::optional<double>& number)
-    {
-        Name(name);
-        if (number) {
-            json_builder_add_double_value(builder_, *number);
-        } else {
-            json_builder_add_null_value(builder_);
-        }
-    }
-
-    void Text(const char* name, const std::string& text)
-    {
-        Name(name);
-        json_builder_add_string_value(builder_, text.c_str());
-    }
-
-    std::string Finish()
-    {
-        g_autoptr(JsonNode) root = json_builder_get_root(builder_);
-        g_autofree char* text = json_to_string(root, TRUE);
-        return std::string(text) + "\n";
-    }
-
-private:
-    // Rows of a list and the whole have no name.
-    void Name(const char* name)
-    {
-        if (name != nullptr) {
-            json_builder_set_member_name(builder_, name);
-        }
-    }
-
-    JsonBuilder* const builder_ = json_builder_new();
-};
-
-void AddPassed(Writer& writer, const char* name, std::uint64_t passed, std::uint64_t all)
+void AddPassed(JsonWriter& writer, const char* name, std::uint64_t passed, std::uint64_t all)
 {
     writer.Object(name, [&] {
         writer.Count("all", all);
@@ -92,14 +19,14 @@ void AddPassed(Writer& writer, const char* name, std::uint64_t passed, std::uint
     });
 }
 
-void AddYield(Writer& writer, const Yield& yield)
+void AddYield(JsonWriter& writer, const Yield& yield)
 {
     AddPassed(writer, "runs", yield.passed, yield.runs);
     AddPassed(writer, "first_runs", yield.firstPassed, yield.firstRuns);
     AddPassed(writer, "last_runs", yield.lastPassed, yield.lastRuns);
 }
 
-void AddCodes(Writer& writer, const std::optional<CodePair>& codes)
+void AddCodes(JsonWriter& writer, const std::optional<CodePair>& codes)
 {
     if (codes) {
         writer.Count("code1", codes->code1);
@@ -107,7 +34,7 @@ void AddCodes(Writer& writer, const std::optional<CodePair>& codes)
     }
 }
 
-void AddItem(Writer& writer, const ItemSummary& item)
+void AddItem(JsonWriter& writer, const ItemSummary& item)
 {
     writer.Object(nullptr, [&] {
         writer.Text("name", item.name);
@@ -123,7 +50,7 @@ void AddItem(Writer& writer, const ItemSummary& item)
     });
 }
 
-void AddIndex(Writer& writer, const char* name, const Index& index)
+void AddIndex(JsonWriter& writer, const char* name, const Index& index)
 {
     writer.Object(name, [&] {
         writer.Number("value", index.value);
@@ -132,7 +59,21 @@ void AddIndex(Writer& writer, const char* name, const Index& index)
     });
 }
 
-void AddValue(Writer& writer, const ValueSummary& value)
+void AddBars(JsonWriter& writer, const Bars& bars)
+{
+    writer.Object("histogram", [&] {
+        writer.Number("from", bars.from);
+        writer.Number("width", bars.width);
+        writer.List("counts", bars.counts,
+                    [&](std::uint64_t count) { writer.Count(nullptr, count); });
+        writer.Count("below", bars.below);
+        writer.Count("above", bars.above);
+        writer.Number("allowed_from", bars.allowedFrom);
+        writer.Number("allowed_below", bars.allowedBelow);
+    });
+}
+
+void AddValue(JsonWriter& writer, const ValueSummary& value)
 {
     writer.Object(nullptr, [&] {
         writer.Text("item", value.item);
@@ -154,6 +95,9 @@ void AddValue(Writer& writer, const ValueSummary& value)
             writer.Number("min", value.min);
             writer.Number("max", value.max);
         }
+        if (value.bars) {
+            AddBars(writer, *value.bars);
+        }
         if (value.capability) {
             if (value.capability->cp) {
                 AddIndex(writer, "cp", *value.capability->cp);
@@ -165,10 +109,9 @@ void AddValue(Writer& writer, const ValueSummary& value)
 
 }  // namespace
 
-std::string SummaryJson(const Summary& summary, const std::string& by,
-                        const std::vector<std::string>& refused)
+void AddSummary(JsonWriter& writer, const Summary& summary, const std::string& by,
+                const std::vector<std::string>& refused)
 {
-    Writer writer;
     const auto group = [&](const char* name) {
         return [&writer, name](const GroupSummary& row) {
             writer.Object(nullptr, [&] {
@@ -177,31 +120,34 @@ std::string SummaryJson(const Summary& summary, const std::string& by,
             });
         };
     };
-    writer.Object(nullptr, [&] {
-        AddYield(writer, summary.yield);
-        writer.Count("units", summary.units);
-        writer.Object("results", [&] {
-            constexpr const char* kNames[] = {"none", "pass", "fail", "timeout", "stop"};
-            for (std::size_t i = 0; i < std::size(kNames); ++i) {
-                writer.Count(kNames[i], summary.results[i]);
-            }
-        });
-        writer.Count("without_serial_number", summary.withoutSerial);
-        writer.Count("without_start_time", summary.withoutStart);
-        writer.Count("repeated", summary.repeated);
-        writer.List("days", summary.days, group("day"));
-        if (!by.empty()) {
-            writer.Text("by", by);
-            writer.List("groups", summary.groups, group("value"));
+    AddYield(writer, summary.yield);
+    writer.Count("units", summary.units);
+    writer.Object("results", [&] {
+        constexpr const char* kNames[] = {"none", "pass", "fail", "timeout", "stop"};
+        for (std::size_t i = 0; i < std::size(kNames); ++i) {
+            writer.Count(kNames[i], summary.results[i]);
         }
-        writer.List("items", summary.items,
-                    [&](const ItemSummary& item) { AddItem(writer, item); });
-        writer.List("values", summary.values,
-                    [&](const ValueSummary& value) { AddValue(writer, value); });
-        writer.List("refused", refused,
-                    [&](const std::string& line) { writer.Text(nullptr, line); });
     });
-    return writer.Finish();
+    writer.Count("without_serial_number", summary.withoutSerial);
+    writer.Count("without_start_time", summary.withoutStart);
+    writer.Count("repeated", summary.repeated);
+    writer.List("days", summary.days, group("day"));
+    if (!by.empty()) {
+        writer.Text("by", by);
+        writer.List("groups", summary.groups, group("value"));
+    }
+    writer.List("items", summary.items, [&](const ItemSummary& item) { AddItem(writer, item); });
+    writer.List("values", summary.values,
+                [&](const ValueSummary& value) { AddValue(writer, value); });
+    writer.List("refused", refused, [&](const std::string& line) { writer.Text(nullptr, line); });
+}
+
+std::string SummaryJson(const Summary& summary, const std::string& by,
+                        const std::vector<std::string>& refused)
+{
+    JsonWriter writer;
+    writer.Object(nullptr, [&] { AddSummary(writer, summary, by, refused); });
+    return writer.Finish(true);
 }
 
 }  // namespace fa

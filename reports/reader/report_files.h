@@ -40,6 +40,12 @@ private:
 // Orders all runs of one call: files first, then the place within a file.
 using RunOrder = std::uint64_t;
 
+// The index of the file that the run is of.
+inline std::size_t FileOf(RunOrder order)
+{
+    return static_cast<std::size_t>(order >> 32);
+}
+
 // How many threads read at a time.
 std::size_t ReadingThreads();
 

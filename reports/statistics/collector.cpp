@@ -73,11 +73,14 @@ std::uint32_t Collector::Grouping::Number(const std::string& value)
     return found->second;
 }
 
-void Collector::ValueSums::Add(std::string_view text)
+void Collector::ValueSums::Add(std::string_view text, bool limited)
 {
     std::int64_t number = 0;
     if (ReadNumber(text, number)) {
         sums.Add(number);
+        if (limited) {
+            histogram.Add(number);
+        }
     } else {
         ++others;
     }
@@ -178,7 +181,7 @@ void Collector::TakeValues(ItemSums& sums, const Item& item, ReportMode mode)
                                sums.lastLimits};
             entry = &*sums.values.try_emplace(key).first;
         }
-        entry->second.Add(value.text);
+        entry->second.Add(value.text, HasLimits(sums.lastLimits.kind));
     }
 }
 
@@ -259,6 +262,7 @@ void Collector::Merge(Collector&& other)
         for (auto& [valueKey, value] : from->values) {
             ValueSums& sums = into->values[valueKey];
             sums.sums.Merge(value.sums);
+            sums.histogram.Merge(value.histogram);
             sums.others += value.others;
         }
     }
@@ -322,6 +326,9 @@ std::vector<ValueSummary> Collector::ValueSummaries() const
                 value.deviation = Unscaled(sums.sums.Deviation());
                 value.min = Unscaled(static_cast<double>(sums.sums.Min()));
                 value.max = Unscaled(static_cast<double>(sums.sums.Max()));
+                if (HasLimits(value.kind)) {
+                    value.bars = sums.histogram.ToBars(value.kind, key.limits.low, key.limits.high);
+                }
             }
             value.capability =
                 CapabilityOf(value.count, value.mean, value.deviation, value.low, value.high);
@@ -385,7 +392,8 @@ Summary Collector::Finish() const
     return summary;
 }
 
-Summary Collect(const ReportFiles& files, const std::string& by, std::vector<std::string>& refused)
+Summary Collect(const ReportFiles& files, const std::string& by, std::vector<std::string>& refused,
+                const std::function<void(std::size_t, RunOrder, const Run&)>& also)
 {
     std::vector<Collector> collectors;
     for (std::size_t i = 0; i < ReadingThreads(); ++i) {
@@ -393,6 +401,9 @@ Summary Collect(const ReportFiles& files, const std::string& by, std::vector<std
     }
     refused = ReadAll(files, [&](std::size_t thread, RunOrder order, const Run& run) {
         collectors[thread].Take(order, run);
+        if (also) {
+            also(thread, order, run);
+        }
     });
     for (std::size_t i = 1; i < collectors.size(); ++i) {
         collectors[0].Merge(std::move(collectors[i]));

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -15,6 +17,7 @@
 #include "reader/report_reader.h"
 #include "statistics/duration_counts.h"
 #include "statistics/exact_sums.h"
+#include "statistics/histogram.h"
 #include "statistics/summary.h"
 
 namespace fa
@@ -61,9 +64,10 @@ private:
 
     struct ValueSums {
         ExactSums sums;
+        Histogram histogram;  // of values that have limits
         std::uint64_t others = 0;
 
-        void Add(std::string_view text);
+        void Add(std::string_view text, bool limited);
     };
 
     struct ItemSums {
@@ -128,6 +132,8 @@ private:
 };
 
 // What all runs of the files come to. `refused` gets the files that could not be read, a line each.
-Summary Collect(const ReportFiles& files, const std::string& by, std::vector<std::string>& refused);
+// `also` is given each run too, as ReadAll gives it.
+Summary Collect(const ReportFiles& files, const std::string& by, std::vector<std::string>& refused,
+                const std::function<void(std::size_t, RunOrder, const Run&)>& also = nullptr);
 
 }  // namespace fa

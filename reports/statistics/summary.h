@@ -8,6 +8,7 @@
 
 #include "reader/report_reader.h"
 #include "statistics/capability.h"
+#include "statistics/histogram.h"
 
 namespace fa
 {
@@ -66,6 +67,7 @@ struct ValueSummary {
     double min = 0;
     double max = 0;
     std::optional<Capability> capability;
+    std::optional<Bars> bars;  // of values with limits
 };
 
 struct Summary {

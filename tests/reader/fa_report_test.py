@@ -108,7 +108,8 @@ class Story(Case):
                               (["summary", "none"], 3), (["table", "none"], 3), ([], 2), (["sum"], 2),
                               (["show"], 2), (["show", "--json", "."], 2), (["show", "--bad", "."], 2),
                               (["table", "-f", "xml", "."], 2), (["table", "-p", "day", "."], 2),
-                              (["summary", "-o", "none/x", "."], 3), (["--version"], 0), (["--help"], 0)]:
+                              (["summary", "-o", "none/x", "."], 3), (["page", "."], 0), (["page", "none"], 3),
+                              (["page", "-o", "none/x", "."], 3), (["page", "-j", "."], 2), (["--version"], 0), (["--help"], 0)]:
             self.call(*words, status=status)
             if status == 2:
                 self.assertIn("--help tells more", self.errors)
@@ -155,6 +156,56 @@ class Story(Case):
                                   encoding="utf-8").stdout for query in queries]
         self.assertEqual(answers, ["Standby|2\n", "1.1|2|0.47|0.49\n1.0|3|0.637|0.8\n",
                                    "2026-11-17|UNIT-B|0.71\n2026-11-17|UNIT-C|0.80\n"])
+
+
+class Page(Case):
+    def data(self, *words, status=0):
+        page = self.call("page", *words, status=status)
+        block, = re.findall(r'<script type="application/json" id="data">(.*?)</script>', page, re.S)
+        self.assertEqual(re.findall("[<>&\u2028\u2029]", block), [])
+        return json.loads(block)
+
+    def test_numbers_are_those_of_the_summary(self):
+        for n in range(40):
+            self.write(f"{n}", *story().values())
+        self.write("cut", story()["b.txt"][:-1])
+        for words, by in [((), "mm"), (("--by", "sm"), "sm")]:
+            summary = json.loads(self.call("summary", "--json", "--by", by, ".", status=3))
+            data = self.data(*words, ".", status=3)
+            self.assertEqual({name: data[name] for name in summary}, summary)
+        supply, = [value["histogram"] for value in data["values"] if value["item"] == "Supply"]
+        drawn = {round(supply["from"] + n * supply["width"], 2): c for n, c in enumerate(supply["counts"]) if c}
+        self.assertEqual(drawn, {4.98: 40, 4.99: 40, 5.0: 40, 5.01: 40, 5.02: 40})
+        self.assertEqual([supply["allowed_from"], supply["allowed_below"]], [4.75, 5.26])
+
+    def test_failing_runs(self):
+        """The latest of them, wherever they are, with a few of their reasons."""
+        items = [item(f"Item {n}", "fail", failed="^" + "long" * 99 + "^", codes=(1, n)) for n in range(7)]
+        runs = [(f"2026111708{n // 60:02}{n % 60:02}", result) for n, result in enumerate(["fail", "timeout", "stop", ""] * 160)]
+        random.Random(7).shuffle(runs)
+        for n, (start, result) in enumerate(runs):
+            self.write(f"{n % 9}/{n}", report("U", start, "pass", items[:1]) +
+                       report(start, start, result, items if result == "fail" else [], result + " 1"))
+        data = self.data(".")
+        self.assertEqual(data["failing_runs_in_all"], 640)
+        latest = sorted(runs, reverse=True)[:500]
+        self.assertEqual([(run["serial_number"], run["result"], run["group"]) for run in data["failing_runs"]],
+                         [(start, result, result + " 1") for start, result in latest])
+        for run in data["failing_runs"]:
+            failed = run["result"] == "fail"
+            self.assertEqual([len(run["reasons"]), run["more_reasons"]], [5, 2] if failed else [0, 0])
+            self.assertTrue(all(len(reason) == 301 for reason in run["reasons"]))
+            self.assertIn(f"s/n={run['serial_number']}\n", (self.folder / run["file"]).read_text())
+
+    def test_file(self):
+        """A page that is there is replaced at once; a pipe is written to."""
+        self.write("1", *story().values())
+        self.call("page", "-o", "page", "1")
+        os.link(self.folder / "page", self.folder / "before")
+        self.call("page", "-o", "page", "-b", "sm", "1")
+        self.assertNotEqual(*[(self.folder / name).read_bytes() for name in ("page", "before")])
+        self.assertEqual((self.folder / "before").read_text(), self.call("page", "-o", "-", "1"))
+        self.assertEqual(self.call("page", "-o", "/dev/stdout", "1"), self.call("page", "1"))
 
 
 class Numbers(Case):
