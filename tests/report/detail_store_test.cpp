@@ -95,7 +95,9 @@ TEST(DetailStoreThreads, RawReportsAtOnceMakeOneInstance)
             const PelkoItem_s item = MakeItem("Item", 1, 2);
             for (--waiting; waiting > 0;) {
             }
-            EXPECT_EQ(Line(Section(Logger::MODE_RAW, item), "failed"), "^text^");
+            // Not by Line(), because regular expressions race in libstdc++.
+            const std::string section = Section(Logger::MODE_RAW, item);
+            EXPECT_NE(section.find("failed=^text^\n"), std::string::npos) << section;
             instance = Store::GetInstance();
         });
     }
