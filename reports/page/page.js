@@ -94,6 +94,7 @@
   Chart.defaults.font.family = getComputedStyle(document.body).fontFamily;
   Chart.defaults.font.size = 13;
   Chart.defaults.devicePixelRatio = Math.max(2, window.devicePixelRatio);
+  Chart.defaults.datasets.line.clip = false;  // points at 100 % are whole
   Chart.defaults.plugins.legend.labels.usePointStyle = true;
 
   // Charts are drawn when they come into view: a line may have hundreds.
@@ -222,7 +223,7 @@
       },
       options: {
         scales: {
-          x: { ticks: { autoSkip: false, callback: (value, index) => cut(names[index], 20) } },
+          x: { ticks: { autoSkip: false, callback: (value, index) => cut(names[index], 28) } },
           y: { beginAtZero: true, ticks: { precision: 0 }, title: { display: true, text: "failures" } },
           share: { position: "right", min: 0, max: 100, grid: { drawOnChartArea: false },
             ticks: { callback: percentTicks } },
@@ -308,7 +309,7 @@
       context.font = "bold 12px sans-serif";
       context.setLineDash([6, 4]);
       for (const line of options.lines) {
-        const x = area.left + line.place * (area.right - area.left);
+        const x = area.left + 1 + line.place * (area.right - area.left - 2);  // whole at the edges too
         context.beginPath();
         context.moveTo(x, area.top - 14);
         context.lineTo(x, area.bottom);
