@@ -157,6 +157,7 @@ Options ReadOptions(int argc, char** argv)
     g_autofree char* priority = nullptr;
     g_auto(GStrv) lines = nullptr;
     g_auto(GStrv) faults = nullptr;
+    g_autofree char* bus = nullptr;
     gint gap = 10;
     gdouble timeout = -1;
     gint replyTimeout = -1;
@@ -185,6 +186,8 @@ Options ReadOptions(int argc, char** argv)
          "Answer and announce what the recording says", "FILE"},
         {"speed", 0, 0, G_OPTION_ARG_STRING, &speed,
          "Of a replay: fast (the default), or real for the times of the recording", "SPEED"},
+        {"bus", 0, 0, G_OPTION_ARG_STRING, &bus, "run: use this bus in place of a private one",
+         "ADDRESS"},
         {"timeout", 0, 0, G_OPTION_ARG_DOUBLE, &timeout, "run: end the command after so long",
          "SECONDS"},
         {"reply-timeout", 0, 0, G_OPTION_ARG_INT, &replyTimeout,
@@ -252,10 +255,12 @@ Options ReadOptions(int argc, char** argv)
         service.seed = static_cast<guint32>(number);
     }
 
-    if (options.mode != Mode::kRun &&
-        (timeout != -1 || replyTimeout != -1 || log != nullptr || priority != nullptr)) {
-        throw UsageError("--timeout, --reply-timeout, --log and --log-priority are options of run");
+    if (options.mode != Mode::kRun && (bus != nullptr || timeout != -1 || replyTimeout != -1 ||
+                                       log != nullptr || priority != nullptr)) {
+        throw UsageError(
+            "--bus, --timeout, --reply-timeout, --log and --log-priority are options of run");
     }
+    options.run.bus = bus != nullptr ? bus : "";
     CheckRange("--timeout", timeout != -1 ? &timeout : nullptr, 0.001, 1'000'000);
     CheckRange("--reply-timeout", replyTimeout != -1 ? &replyTimeout : nullptr, 1, 1'000'000);
     options.run.timeoutMs = timeout != -1 ? static_cast<guint>(timeout * 1000) : 0;

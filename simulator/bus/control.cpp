@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "bus/contract.h"
 #include "bus/service.h"
 #include "simulator_control.h"
 
@@ -44,12 +45,21 @@ GVariant* ClearRules(Service& service, GVariant* /*arguments*/)
     return nullptr;
 }
 
-GVariant* GetCalls(Service& service, GVariant* /*arguments*/)
+GVariant* GetCalls(Service& service, GVariant* arguments)
 {
+    const char* name = nullptr;
+    g_variant_get(arguments, "(&s)", &name);
+    const std::string method = name;
+    if (!method.empty() && FindMethod(method) == nullptr) {
+        throw Failure("there is no method \"" + method + "\"");
+    }
+    const std::string wanted = method.empty() ? "" : "\"method\":\"" + method + "\"";
     GVariantBuilder builder;
     g_variant_builder_init(&builder, G_VARIANT_TYPE("as"));
     for (const std::string& call : service.Calls().Calls()) {
-        g_variant_builder_add(&builder, "s", call.c_str());
+        if (call.find(wanted) != std::string::npos) {
+            g_variant_builder_add(&builder, "s", call.c_str());
+        }
     }
     return g_variant_new("(as)", &builder);
 }

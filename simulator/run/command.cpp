@@ -184,6 +184,10 @@ private:
         g_subprocess_wait_finish(process_, result, nullptr);
         timeout_.Stop();
         grace_.Stop();
+        if (!status_ && g_subprocess_get_if_signaled(process_) != FALSE) {
+            Complain(std::string("the command was ended by a signal: ") +
+                     g_strsignal(g_subprocess_get_term_sig(process_)));
+        }
         loop_.Quit(status_ ? *status_
                    : g_subprocess_get_if_exited(process_) != FALSE
                        ? g_subprocess_get_exit_status(process_)
@@ -204,9 +208,11 @@ int RunCommand(const RunOptions& run, ServiceOptions options)
     const PrivateFolder folder;
     Furnish(folder, options.set);
     DirectLog(run);
-    const PrivateBus bus(folder.Path(), run.replyTimeoutMs);
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
-    Say("DBUS_SYSTEM_BUS_ADDRESS=%s", bus.Address().c_str());
+    std::optional<PrivateBus> bus;
+    const std::string address =
+        run.bus.empty() ? bus.emplace(folder.Path(), run.replyTimeoutMs).Address() : run.bus;
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+    Say("DBUS_SYSTEM_BUS_ADDRESS=%s", address.c_str());
     if (run.replyTimeoutMs > 0) {
         options.replyTimeoutMs = run.replyTimeoutMs;
     }

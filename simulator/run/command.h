@@ -11,6 +11,7 @@ namespace fa::set
 
 struct RunOptions {
     std::vector<std::string> command;
+    std::string bus;                // the address; empty: a private one
     guint timeoutMs = 0;            // after which the command is ended; 0: never
     guint replyTimeoutMs = 0;       // after which a call without an answer fails; 0: the client's
     std::string log;                // the platform log's file; empty: standard error

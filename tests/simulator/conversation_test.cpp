@@ -348,11 +348,11 @@ TEST_F(SetTest, TheSetTellsOfItsCalls)
         R"({"method":"SendRjpData","arguments":{"pLen":1,"pData":[5]},"result":1})";
     const std::string second =
         R"({"method":"GetEpProtocolData","arguments":{},"error":"org.kavra.tv.automationservice.Simulator.Fault: a fault on demand","fault":"error"})";
-    EXPECT_EQ(WithoutTimes(Ask("GetCalls")), "['" + first + "', '" + second + "']");
+    EXPECT_EQ(WithoutTimes(Ask("GetCalls", "('',)")), "['" + first + "', '" + second + "']");
     EXPECT_TRUE(Wait([&] { return called.size() == 2; }));
     EXPECT_EQ(called, (Words{first, second}));
     EXPECT_EQ(Ask("ForgetCalls"), "");
-    EXPECT_EQ(Ask("GetCalls"), "[]");
+    EXPECT_EQ(Ask("GetCalls", "('',)"), "[]");
 }
 
 }  // namespace

@@ -43,6 +43,7 @@ const GVariantType* TypeOf(const std::string& method)
         {"ChangeBaudRateExUart", "(i)"},
         {"ExecuteCommandWithData", "(iiaui)"},
         {"AddRules", "(s)"},
+        {"GetCalls", "(s)"},
         {"ChangePacketLengthSerialSource", "(i)"},
         {"SetFault", "(ssiu)"},
         {"WritePacket", "(say)"},

@@ -1,0 +1,137 @@
+// What an application's test does with a set of its own.
+#include <fa_api/automation_api.h>
+#include <fa_api/testing/simulated_set.h>
+#include <fa_platform/system_info.h>
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <numeric>
+
+#include "support/private_bus.h"
+
+using Bytes = fa::SetLine::Bytes;
+using fa::SimulatedSet;
+
+namespace
+{
+
+const int named = setenv("FA_SET_SIMULATOR", SIMULATOR, 1);
+
+auto Fails(const char* text)
+{
+    return testing::ThrowsMessage<fa::SetFailure>(testing::HasSubstr(text));
+}
+
+std::vector<Bytes> received;
+
+void OnRjp(ProtocolData_s* data)
+{
+    received.emplace_back(data->p_data, data->p_data + data->iSize);
+}
+
+TEST(SetFixture, TalksOverLinesAndTellsTheCalls)
+{
+    SimulatedSet set;
+    ASSERT_EQ(automation_register_callback_rjp_protocol(OnRjp), 0);
+    fa::SetLine rjp = set.OpenLine("rjp");
+    Bytes all(256);
+    std::iota(all.rbegin(), all.rend(), static_cast<unsigned char>(0));
+    EXPECT_EQ(automation_send_rjp_data(all.data(), 128), 0);
+    EXPECT_EQ(automation_send_rjp_data(all.data() + 128, 128), 0);
+    EXPECT_EQ(rjp.Read(256), all);
+    rjp.Write(all);
+    EXPECT_TRUE(SimulatedSet::Wait([] { return !received.empty(); }));
+    set.WritePacket("rjp", {7, 0});
+    set.WritePacket("rjp", {8});
+    EXPECT_EQ(set.WaitForCalls(3, "GetRjpProtocolData").size(), 3U);
+    EXPECT_EQ(received, (std::vector<Bytes>{all, {7, 0}, {8}}));
+    EXPECT_EQ(set.Calls("SendRjpData").size(), 2U);
+    EXPECT_EQ(set.Calls().size(), 5U);
+    set.ForgetCalls();
+    EXPECT_TRUE(set.Calls().empty());
+    EXPECT_EQ(set.Finish(), 0);
+}
+
+// The client keeps its connection, so the second set has to be on the first one's bus.
+TEST(SetFixture, GivesEachTestOfAProcessAFreshSet)
+{
+    setenv("FA_SET_SS", "/earlier", 1);
+    for (int round = 0; round < 2; ++round) {
+        SimulatedSet set({"--fault", "CloseExUart error times 1"});
+        EXPECT_EQ(automation_close_ex_uart(), -1);
+        EXPECT_EQ(automation_close_ex_uart(), 0);
+        set.AddRules("{\"method\": \"all\", \"result\": 0}\n");
+        EXPECT_EQ(automation_close_ex_uart(), -1);
+        set.ClearRules();
+        EXPECT_EQ(automation_close_ex_uart(), 0);
+        EXPECT_EQ(set.Calls().size(), 4U);
+        int localSet = 0;
+        EXPECT_EQ(system_info_get_value_int(284, &localSet), 0);
+        EXPECT_EQ(localSet, 6);
+        EXPECT_EQ(automation_execute_command_with_projector(806, 15), 0);
+    }
+    EXPECT_STREQ(getenv("FA_SET_SS"), "/earlier");
+    EXPECT_EQ(getenv("FA_SET_RJP"), nullptr);
+}
+
+TEST(SetFixture, SaysWhyASetDoesNotStart)
+{
+    setenv("FA_PLATFORM_PROFILE", "/none", 1);
+    EXPECT_THAT([] { SimulatedSet(); },
+                Fails("status 1\nfa-set-simulator: profile /none: No such"));
+    setenv("FA_SET_SIMULATOR", "no-such-program", 1);
+    EXPECT_THAT([] { SimulatedSet(); }, Fails("name the program in FA_SET_SIMULATOR"));
+    setenv("FA_SET_SIMULATOR", TESTS "/hanging_set", 1);
+    SimulatedSet::deadline = std::chrono::milliseconds(500);
+    EXPECT_THAT([] { SimulatedSet(); }, Fails("is not ready after 500 ms"));
+}
+
+TEST(SetFixture, SaysThatItComesTooLate)
+{
+    const PrivateBus other;
+    EXPECT_EQ(automation_close_ex_uart(), -1);
+    EXPECT_THAT([] { SimulatedSet(); }, Fails("make the first set before"));
+}
+
+TEST(SetFixture, SaysWhatIsWrong)
+{
+    SimulatedSet set;
+    fa::SetLine rjp = set.OpenLine("rjp");
+    fa::SetLine uart = set.OpenLine("uart");
+    EXPECT_EQ(automation_close_ex_uart(), 0);
+    EXPECT_THAT([&] { uart.Read(1); },
+                Fails("uart: read 0 of 1 bytes, then the set closed the line"));
+    EXPECT_EQ(automation_send_rjp_data(Bytes{2}.data(), 1), 0);
+    SimulatedSet::deadline = std::chrono::milliseconds(500);
+    EXPECT_THAT([&] { rjp.Read(2); }, Fails("rjp: read 1 of 2 bytes, no more in 500 ms: 02"));
+    EXPECT_THAT([&] { rjp.Write(Bytes(1 << 20)); }, Fails("bytes, no more in 500 ms"));
+    EXPECT_THAT([&] { set.WaitForCalls(3); }, Fails("2 of 3 calls after 500 ms"));
+    EXPECT_THAT([&] { set.Calls("SendRjp"); }, Fails("there is no method \"SendRjp\""));
+    EXPECT_THAT([&] { set.AddRules("{\"start\": true, \"leave\": 1}\n{}"); }, Fails(":2: "));
+    EXPECT_THAT([&] { set.OpenLine("simulator"); }, Fails("not \"simulator\""));
+    EXPECT_THAT([&] { set.WritePacket("uart", {1}); }, Fails("come in on ss, rjp and ep"));
+    EXPECT_THAT([] { SimulatedSet(); }, Fails("has a set already"));
+}
+
+// Such as a replay that differs from its recording.
+TEST(SetFixture, TellsAFailureOfTheSet)
+{
+    const std::vector<std::string> options{"--replay", TESTS "/difference.jsonl"};
+    SimulatedSet set(options);
+    EXPECT_EQ(automation_execute_command(1, 1), -1);
+    EXPECT_THAT([&] { set.WaitForCalls(2); }, Fails("not answer; it ended with status 123\n"));
+    EXPECT_EQ(set.Finish(), 123);
+    EXPECT_EQ(set.Finish(), 123);
+    EXPECT_THAT([&] { set.ClearRules(); }, Fails("after Finish()"));
+
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(SimulatedSet{options}, "ended with status 123\n(.*\n)*.*CloseExUart");
+    const auto withoutStatus = [] {
+        std::signal(SIGCHLD, SIG_IGN);
+        SimulatedSet();
+    };
+    EXPECT_DEATH(withoutStatus(), "status -1, which is unknown where SIGCHLD is ignored");
+}
+
+}  // namespace

@@ -1,0 +1,124 @@
+"""The pytest plugin and the CMake function, and what they say where something is wrong."""
+import glob
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import sys
+import time
+
+import fa_api_pytest
+import pytest
+from fa_api_pytest import SetFailure, SimulatedSet
+
+pytest_plugins = ["pytester"]
+HERE = pathlib.Path(__file__).parent
+FUNCTION = HERE.parent.parent / "testing/fa_api-testing.cmake"
+
+
+def send(fa_set, data):
+    # By the bus, as no application is needed for that.
+    fa_set.run(["gdbus", "call", "--address", fa_set.environment["DBUS_SYSTEM_BUS_ADDRESS"],
+                "--dest", "org.kavra.tv.automation-service", "--object-path", "/KVFacAutoObj",
+                "--method", "org.kavra.tv.automationservice.SendRjpData", str(len(data)),
+                str(list(data))])
+
+
+@pytest.mark.fa_set("--fault", "SendRjpData result 0 times 1")
+def test_talks_over_lines_and_tells_the_calls(fa_set):
+    everything = bytes(range(256))
+    device = fa_set.open_line("rjp")
+    with SimulatedSet() as other:  # a set beside it
+        for data in b"\0", everything[:128], everything[128:]:
+            send(fa_set, data)
+        assert other.calls() == []
+    assert device.read(256) == everything
+    device.write(b"\x06")
+    fa_set.write_packet("ss", everything)
+    fa_set.add_rules({"out": {"rjp": "07"}, "in": {"ep": "06"}}, '{"method": "all", "result": 5}')
+    send(fa_set, b"\x07")
+    fa_set.clear_rules()
+    send(fa_set, b"\x08")
+    calls = fa_set.wait_for_calls(5, "SendRjpData")
+    assert [call["result"] for call in calls] == [0, 1, 1, 5, 1]
+    assert calls[1]["arguments"] == {"pLen": 128, "pData": list(range(128))}
+    for line in "rjp received [06]", "ss received [00", "256 in all]", "ep received [06]":
+        assert line in fa_set.said()
+    fa_set.forget_calls()
+    assert fa_set.calls() == []
+
+
+@pytest.mark.parametrize("do, text", [
+    (lambda s: s.add_rules({"start": True, "in": {"ss": "01"}}, {"metod": 1}), ":2: "),
+    (lambda s: s.write_packet("uart", b"1"), "WritePacket: packets come in on ss, rjp and ep"),
+    (lambda s: s.calls("SendRjp"), 'GetCalls: there is no method "SendRjp"'),
+    (lambda s: s.open_line("simulator"), 'uart, ss, rjp or ep, not "simulator"'),
+    (lambda s: s.wait_for_calls(1), "0 of 1 calls after 0.5 s: []"),
+    (lambda s: s.open_line("rjp").read(1), "line rjp: read 0 of 1 bytes, no more in 0.5 s"),
+    (lambda s: s.open_line("rjp").write(bytes(1 << 20)), "has read none in 0.5 s"),
+    (lambda s: (s.finish(), s.open_line("rjp")), "open_line: the set has ended, with status 0"),
+    (lambda s: (os.kill(s._process.pid, 9), s._process.wait(), s.calls()), "with status -9"),
+    (lambda s: SimulatedSet("--profile", "/none"), "status 1\nfa-set-simulator: profile /none: No"),
+])
+def test_failures_name_the_reason(monkeypatch, do, text):
+    simulated = SimulatedSet()
+    with monkeypatch.context() as short, pytest.raises(SetFailure) as failure:
+        short.setattr(fa_api_pytest, "DEADLINE", 0.5)
+        do(simulated)
+    simulated.finish()
+    assert text in str(failure.value)
+
+
+@pytest.mark.parametrize("program, text", [
+    ("/none", "name the program in FA_SET_SIMULATOR"), (HERE / "hanging_set", "after 0.5 s")])
+def test_a_set_that_cannot_start_says_why(monkeypatch, program, text):
+    monkeypatch.setenv("FA_SET_SIMULATOR", str(program))
+    monkeypatch.setattr(fa_api_pytest, "DEADLINE", 0.5)
+    with pytest.raises(SetFailure, match=text):
+        SimulatedSet()
+
+
+@pytest.mark.parametrize("command", [
+    [sys.executable, "-m", "pytest", "-p", "fa_api_pytest", HERE / "killed.py"],
+    [os.environ["KILLED"]]])
+def test_nothing_is_left_of_tests_that_are_killed(command, monkeypatch, tmp_path):
+    monkeypatch.setenv("TMPDIR", str(tmp_path))
+    assert subprocess.run(command, check=False).returncode == -signal.SIGKILL
+    # grep ends with 0 where it finds a process that has the variable.
+    grep = ["grep", "-qsa", f"TMPDIR={tmp_path}", *glob.glob("/proc/[0-9]*/environ")]
+    deadline = time.monotonic() + 20
+    while list(tmp_path.iterdir()) or subprocess.run(grep, env={}, check=False).returncode == 0:
+        assert time.monotonic() < deadline, list(tmp_path.iterdir())
+
+
+@pytest.mark.parametrize("body, outcome", [
+    ("pass", {"passed": 1, "errors": 1}),
+    ("assert fa_set.finish() == 123", {"passed": 1}),
+    ("fa_set.calls('x')", {"failed": 1, "errors": 1}),
+])
+def test_a_failure_of_the_set_fails_the_test(pytester, body, outcome):
+    pytester.makepyfile(f"""
+        import pytest
+        @pytest.mark.fa_set("--replay", "{HERE}/difference.jsonl")
+        def test_it(fa_set):
+            {body}
+        """)
+    pytester.runpytest_subprocess("-p", "fa_api_pytest").assert_outcomes(**outcome)
+
+
+def test_ctest_shows_how_a_program_and_its_set_end(tmp_path):
+    cmake = ["cmake", "-S", HERE / "set_tests", "-B", tmp_path, f"-DFUNCTION={FUNCTION}",
+             f"-DFA_API_SET_SIMULATOR={os.environ['FA_SET_SIMULATOR']}"]
+    subprocess.run(cmake, check=True, stdout=subprocess.DEVNULL)
+    done = subprocess.run(["ctest", "-V"], cwd=tmp_path, check=False, stdout=subprocess.PIPE,
+                          encoding="utf-8")
+    told = dict(re.findall(r"Start \d+: (\w+)$(.*?)(?=^ +Start|\Z)", done.stdout, re.S | re.M))
+    assert [name for name in told if "Passed" in told[name]] == ["passes"]
+    for name, text in {
+            "passes": "two words", "fails": "***Failed", "crashes": "Segmentation fault",
+            "hangs": "ended after 1000 ms", "is_missing": "“no-such-program” (No such file",
+            "differs": '"CloseExUart"', "has_bad_rules": "CMakeLists.txt:1: no JSON",
+            "has_options": "no fault eror"}.items():
+        assert text in told.pop(name)
+    assert told == {}
