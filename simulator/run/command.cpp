@@ -184,14 +184,17 @@ private:
         g_subprocess_wait_finish(process_, result, nullptr);
         timeout_.Stop();
         grace_.Stop();
-        if (!status_ && g_subprocess_get_if_signaled(process_) != FALSE) {
-            Complain(std::string("the command was ended by a signal: ") +
-                     g_strsignal(g_subprocess_get_term_sig(process_)));
+        const int signal = g_subprocess_get_if_signaled(process_) != FALSE
+                               ? g_subprocess_get_term_sig(process_)
+                               : 0;
+        // A request to end is no news for the one that made it.
+        if (!status_ && signal != 0 && signal != SIGINT && signal != SIGTERM && signal != SIGHUP) {
+            Complain(std::string("the command was ended by a signal: ") + g_strsignal(signal));
         }
         loop_.Quit(status_ ? *status_
                    : g_subprocess_get_if_exited(process_) != FALSE
                        ? g_subprocess_get_exit_status(process_)
-                       : kSignalled + g_subprocess_get_term_sig(process_));
+                       : kSignalled + signal);
     }
 
     MainLoop& loop_;

@@ -73,7 +73,7 @@ TEST_F(RunTest, EndsWithAStatusAndAReason)
          ""},
         {{"run", "-q", "sh", "-c", "echo out; echo err >&2; exit 7"}, 7, "out\n", "err\n"},
         {{"run", "true"}, 0, "", "set: the service is on the bus\n"},
-        {{"run", "-q", "--", "sh", "-c", "kill -9 $$"}, 137, "", ""},
+        {{"run", "-q", "--", "sh", "-c", "kill -9 $$"}, 137, "", "ended by a signal: Killed\n"},
         {{"run", "-q", "--", "sh", "-c", "kill -TERM $PPID; sleep 20"}, 143, "", ""},
         {{"run", "-q", "sh", "-c", "kill -INT $PPID; exec sleep 200"}, 130, "", ""},
         {{"run", "-q", "sh", "-c", "kill -HUP $PPID; exec sleep 200"}, 129, "", ""},
