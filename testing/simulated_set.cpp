@@ -55,11 +55,13 @@ public:
     Words Values();
     // Ends it and returns its exit status.
     int End();
-    bool HasEnded();
     // How it has ended, if it has within the time, and what it has written on standard error.
     std::string Account(std::chrono::milliseconds time = {});
 
 private:
+    // Waits for the end for so long.
+    bool HasEnded(std::chrono::milliseconds time);
+
     std::string name_;
     std::size_t count_;
     GPid process_ = 0;
@@ -140,22 +142,23 @@ int HeldCommand::End()
     if (input_ >= 0) {
         close(std::exchange(input_, -1));
     }
-    const auto end = std::chrono::steady_clock::now() + SimulatedSet::deadline;
-    while (!HasEnded()) {
-        if (std::chrono::steady_clock::now() > end) {
-            kill(process_, SIGKILL);
-        }
-        std::this_thread::sleep_for(kPause);
+    if (!HasEnded(SimulatedSet::deadline)) {
+        kill(process_, SIGKILL);
+        HasEnded(std::chrono::hours(1));
     }
     return status_;
 }
 
-bool HeldCommand::HasEnded()
+bool HeldCommand::HasEnded(std::chrono::milliseconds time)
 {
+    const auto end = std::chrono::steady_clock::now() + time;
     int status = 0;
-    const pid_t ended = process_ != 0 ? waitpid(process_, &status, WNOHANG) : -1;
-    if (ended == 0) {
-        return false;
+    pid_t ended = 0;
+    while (process_ != 0 && (ended = waitpid(process_, &status, WNOHANG)) == 0) {
+        if (std::chrono::steady_clock::now() >= end) {
+            return false;
+        }
+        std::this_thread::sleep_for(kPause);
     }
     if (std::exchange(process_, 0) != 0) {
         // A process that ignores SIGCHLD is not told the status; it must not pass for success.
@@ -166,11 +169,7 @@ bool HeldCommand::HasEnded()
 
 std::string HeldCommand::Account(std::chrono::milliseconds time)
 {
-    const auto end = std::chrono::steady_clock::now() + time;
-    while (!HasEnded() && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(kPause);
-    }
-    std::string text = HasEnded() ? "; it ended with status " + std::to_string(status_) : "";
+    std::string text = HasEnded(time) ? "; it ended with status " + std::to_string(status_) : "";
     text += status_ < 0 ? ", which is unknown where SIGCHLD is ignored\n" : "\n";
     const std::size_t begin = text.size();
     std::array<char, 4096> part{};
@@ -285,21 +284,20 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    // Calls the set's control interface, by the connection that the client has; the result is the
-    // caller's.
-    GVariant* Ask(const char* method, GVariant* arguments = nullptr)
+    // Calls the set's control interface, by the connection that the client has.
+    std::shared_ptr<GVariant> Ask(const char* method, GVariant* arguments = nullptr)
     {
         g_autoptr(GVariant) sunk = arguments != nullptr ? g_variant_ref_sink(arguments) : nullptr;
         g_autoptr(GError) error = nullptr;
         g_autoptr(GDBusConnection) bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
-        GVariant* reply = nullptr;
-        if (bus != nullptr) {
-            g_dbus_connection_set_exit_on_close(bus, FALSE);  // a set that dies fails the test
-            reply = g_dbus_connection_call_sync(
-                bus, "org.kavra.tv.automation-service", "/KVFacAutoObj",
-                "org.kavra.tv.automationservice.Simulator", method, arguments, nullptr,
-                G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr, &error);
+        if (bus == nullptr) {
+            throw SetFailure(std::string("the bus of the set: ") + error->message);
         }
+        g_dbus_connection_set_exit_on_close(bus, FALSE);  // a set that dies fails the test
+        GVariant* reply = g_dbus_connection_call_sync(
+            bus, "org.kavra.tv.automation-service", "/KVFacAutoObj",
+            "org.kavra.tv.automationservice.Simulator", method, sunk, nullptr,
+            G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr, &error);
         if (reply == nullptr) {
             g_dbus_error_strip_remote_error(error);
             throw SetFailure(std::string(method) + ": " +
@@ -307,11 +305,7 @@ public:
                                   ? error->message
                                   : "the set does not answer" + set_.Account(kTimeToEnd)));
         }
-        return reply;
-    }
-    void Do(const char* method, GVariant* arguments = nullptr)
-    {
-        g_variant_unref(Ask(method, arguments));
+        return {reply, g_variant_unref};
     }
 
     int End() { return set_.End(); }
@@ -328,7 +322,7 @@ SimulatedSet::SimulatedSet(const Words& options) : process_(new Process(options)
 {
     // A connection to another bus that has been made by now is the client's for good.
     try {
-        process_->Do("ForgetCalls");
+        process_->Ask("ForgetCalls");
     } catch (const SetFailure& failure) {
         throw SetFailure(std::string("the set is not on this process's system bus; make the first "
                                      "set before the first use of that: ") +
@@ -374,27 +368,27 @@ SetLine SimulatedSet::OpenLine(const std::string& name) const
 
 void SimulatedSet::WritePacket(const std::string& line, const Bytes& packet)
 {
-    Running().Do("WritePacket",
-                 g_variant_new("(s@ay)", line.c_str(),
-                               g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, packet.data(),
-                                                         packet.size(), sizeof(packet[0]))));
+    Running().Ask("WritePacket",
+                  g_variant_new("(s@ay)", line.c_str(),
+                                g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, packet.data(),
+                                                          packet.size(), sizeof(packet[0]))));
 }
 
 void SimulatedSet::AddRules(const std::string& json)
 {
-    Running().Do("AddRules", g_variant_new("(s)", json.c_str()));
+    Running().Ask("AddRules", g_variant_new("(s)", json.c_str()));
 }
 
 void SimulatedSet::ClearRules()
 {
-    Running().Do("ClearRules");
+    Running().Ask("ClearRules");
 }
 
 std::vector<std::string> SimulatedSet::Calls(const std::string& method) const
 {
-    g_autoptr(GVariant) reply = Running().Ask("GetCalls", g_variant_new("(s)", method.c_str()));
+    const auto reply = Running().Ask("GetCalls", g_variant_new("(s)", method.c_str()));
     g_autofree const char** lines = nullptr;
-    g_variant_get(reply, "(^a&s)", &lines);
+    g_variant_get(reply.get(), "(^a&s)", &lines);
     std::vector<std::string> calls;
     for (const char** line = lines; *line != nullptr; ++line) {
         calls.emplace_back(*line);
@@ -423,7 +417,7 @@ std::vector<std::string> SimulatedSet::WaitForCalls(std::size_t count,
 
 void SimulatedSet::ForgetCalls()
 {
-    Running().Do("ForgetCalls");
+    Running().Ask("ForgetCalls");
 }
 
 bool SimulatedSet::Wait(const std::function<bool()>& condition)

@@ -58,25 +58,28 @@ def test_talks_over_lines_and_tells_the_calls(fa_set):
     (lambda s: s.open_line("rjp").read(1), "line rjp: read 0 of 1 bytes, no more in 0.5 s"),
     (lambda s: s.open_line("rjp").write(bytes(1 << 20)), "has read none in 0.5 s"),
     (lambda s: (s.finish(), s.open_line("rjp")), "open_line: the set has ended, with status 0"),
-    (lambda s: (os.kill(s._process.pid, 9), s._process.wait(), s.calls()), "with status -9"),
-    (lambda s: SimulatedSet("--profile", "/none"), "status 1\nfa-set-simulator: profile /none: No"),
+    (lambda s: (s._process.terminate(), s.wait_for_calls(1)), "the set has ended, with status 143"),
+    (lambda s: s.run(["sleep", "600"]), "'600']' timed out after 0."),
 ])
 def test_failures_name_the_reason(monkeypatch, do, text):
     simulated = SimulatedSet()
-    with monkeypatch.context() as short, pytest.raises(SetFailure) as failure:
+    failures = SetFailure, subprocess.TimeoutExpired
+    with monkeypatch.context() as short, pytest.raises(failures) as failure:
         short.setattr(fa_api_pytest, "DEADLINE", 0.5)
         do(simulated)
     simulated.finish()
     assert text in str(failure.value)
 
 
-@pytest.mark.parametrize("program, text", [
-    ("/none", "name the program in FA_SET_SIMULATOR"), (HERE / "hanging_set", "after 0.5 s")])
-def test_a_set_that_cannot_start_says_why(monkeypatch, program, text):
+@pytest.mark.parametrize("program, deadline, text", [
+    (os.environ["FA_SET_SIMULATOR"], 20, "status 1\nfa-set-simulator: profile /none: No such file"),
+    ("/none", 20, "name the program in FA_SET_SIMULATOR"),
+    (HERE / "hanging_set", 0.5, "not ready after 0.5 s")])
+def test_a_set_that_cannot_start_says_why(monkeypatch, program, deadline, text):
     monkeypatch.setenv("FA_SET_SIMULATOR", str(program))
-    monkeypatch.setattr(fa_api_pytest, "DEADLINE", 0.5)
+    monkeypatch.setattr(fa_api_pytest, "DEADLINE", deadline)
     with pytest.raises(SetFailure, match=text):
-        SimulatedSet()
+        SimulatedSet("--profile", "/none")
 
 
 @pytest.mark.parametrize("command", [
@@ -110,15 +113,17 @@ def test_a_failure_of_the_set_fails_the_test(pytester, body, outcome):
 def test_ctest_shows_how_a_program_and_its_set_end(tmp_path):
     cmake = ["cmake", "-S", HERE / "set_tests", "-B", tmp_path, f"-DFUNCTION={FUNCTION}",
              f"-DFA_API_SET_SIMULATOR={os.environ['FA_SET_SIMULATOR']}"]
-    subprocess.run(cmake, check=True, stdout=subprocess.DEVNULL)
+    for wrong in "SCENARIO", "PROFILE;none.ini", "TIMEOUT;0.5", "FAULT;all":
+        done = subprocess.run([*cmake, f"-DWRONG={wrong}"], check=False, stderr=subprocess.PIPE)
+        assert b"fa_api_add_set_test" in done.stderr
+    subprocess.run([*cmake, "-DWRONG="], check=True, stdout=subprocess.DEVNULL)
     done = subprocess.run(["ctest", "-V"], cwd=tmp_path, check=False, stdout=subprocess.PIPE,
                           encoding="utf-8")
-    told = dict(re.findall(r"Start \d+: (\w+)$(.*?)(?=^ +Start|\Z)", done.stdout, re.S | re.M))
-    assert [name for name in told if "Passed" in told[name]] == ["passes"]
-    for name, text in {
-            "passes": "two words", "fails": "***Failed", "crashes": "Segmentation fault",
-            "hangs": "ended after 1000 ms", "is_missing": "“no-such-program” (No such file",
-            "differs": '"CloseExUart"', "has_bad_rules": "CMakeLists.txt:1: no JSON",
-            "has_options": "no fault eror"}.items():
-        assert text in told.pop(name)
-    assert told == {}
+    told = re.findall(r"Start \d+: (\w+)$(.*?)(?=^ +Start|\Z)", done.stdout, re.S | re.M)
+    assert [name for name, text in told if "Passed" in text] == ["passes"]
+    reasons = {"passes": "two words", "fails": "***Failed", "crashes": "Segmentation fault",
+               "hangs": "ended after 1000 ms", "is_missing": "“no-such-program” (No such file",
+               "differs": '"CloseExUart"', "has_bad_rules": "CMakeLists.txt:1: no JSON",
+               "has_options": "no fault eror"}
+    assert [(name, reasons[name]) for name, text in told if reasons[name] in text] == list(
+        reasons.items())
