@@ -90,6 +90,7 @@ TEST(SetFixture, SaysWhyASetDoesNotStart)
     setenv("FA_SET_SIMULATOR", TESTS "/hanging_set", 1);
     SimulatedSet::deadline = std::chrono::milliseconds(500);
     EXPECT_THAT([] { SimulatedSet(); }, Fails("is not ready after 500 ms"));
+    EXPECT_NE(std::system("pgrep -P $PPID sleep"), 0) << "the program is left";
 }
 
 TEST(SetFixture, SaysWhatIsWrong)

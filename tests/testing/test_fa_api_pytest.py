@@ -33,6 +33,8 @@ def test_talks_over_lines_and_tells_the_calls(fa_set):
         for data in b"\0", everything[:128], everything[128:]:
             send(fa_set, data)
         assert other.calls() == []
+        printed = other.run(["printenv", "FA_SET_RJP"], stdout=subprocess.PIPE).stdout
+        assert printed.decode() == other.environment["FA_SET_RJP"] + "\n"
     assert device.read(256) == everything
     device.write(b"\x06")
     fa_set.write_packet("ss", everything)
@@ -63,11 +65,13 @@ def test_talks_over_lines_and_tells_the_calls(fa_set):
 ])
 def test_failures_name_the_reason(monkeypatch, do, text):
     simulated = SimulatedSet()
+    program = simulated.start(["sleep", "600"])
     failures = SetFailure, subprocess.TimeoutExpired
     with monkeypatch.context() as short, pytest.raises(failures) as failure:
         short.setattr(fa_api_pytest, "DEADLINE", 0.5)
         do(simulated)
     simulated.finish()
+    assert program.returncode == -signal.SIGKILL
     assert text in str(failure.value)
 
 
@@ -80,6 +84,8 @@ def test_a_set_that_cannot_start_says_why(monkeypatch, program, deadline, text):
     monkeypatch.setattr(fa_api_pytest, "DEADLINE", deadline)
     with pytest.raises(SetFailure, match=text):
         SimulatedSet("--profile", "/none")
+    left = subprocess.run(["pgrep", "-P", str(os.getpid()), "sleep"], check=False)
+    assert left.returncode == 1
 
 
 @pytest.mark.parametrize("command", [
