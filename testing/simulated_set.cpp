@@ -272,14 +272,13 @@ public:
     {
         running = false;
         for (const char* variable : kSetVariables) {
-            const char* earlier = g_environ_getenv(environment_, variable);
+            const char* earlier = g_environ_getenv(environment_.get(), variable);
             if (earlier != nullptr) {
                 g_setenv(variable, earlier, TRUE);
             } else {
                 g_unsetenv(variable);
             }
         }
-        g_strfreev(environment_);
     }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
@@ -313,7 +312,7 @@ public:
     const std::string& Path(std::size_t line) const { return paths_[line]; }
 
 private:
-    char** environment_ = g_get_environ();
+    const std::unique_ptr<char*, void (*)(char**)> environment_{g_get_environ(), g_strfreev};
     HeldCommand set_;
     Words paths_;
 };
