@@ -80,8 +80,10 @@ int Run(const Options& options)
 int main(int argc, char** argv)
 {
     using namespace fa::set;
-    // A reader of our output that has gone is no reason to leave links behind.
+    // A reader of our output that has gone, or a file that grows too large, is no reason to leave
+    // links behind.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     std::setlocale(LC_CTYPE, "");  // the character set that --help is printed in
     try {
         return Run(ReadOptions(argc, argv));

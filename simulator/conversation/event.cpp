@@ -1,5 +1,6 @@
 #include "conversation/event.h"
 
+#include <cmath>
 #include <cstdio>
 
 #include "rules/pattern.h"
@@ -88,7 +89,7 @@ Variant ReadArguments(const GDBusMethodInfo* method, Members& members)
     }
     GVariantBuilder builder;
     g_variant_builder_init(&builder, G_VARIANT_TYPE_TUPLE);
-    const Variant values = [&] {
+    Variant values = [&] {
         try {
             for (GDBusArgInfo** info = method->in_args; info != nullptr && *info != nullptr;
                  ++info) {
@@ -210,7 +211,7 @@ Event ReadEvent(Members& members)
     if (!time) {
         throw Failure("\"time\" is missing");
     }
-    event.time = static_cast<gint64>(*time * 1000 + 0.5);
+    event.time = std::llround(*time * 1000);
     if (members.Has("method")) {
         ReadCall(members, event);
     } else if (const auto announced = members.Text("announced")) {

@@ -104,6 +104,13 @@ void DirectLog(const RunOptions& run)
     setenv("FA_PLATFORM_LOG", std::filesystem::absolute(run.log).c_str(), 1);
 }
 
+bool IsIgnored(int signal)
+{
+    struct sigaction action {
+    };
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 // The command, from its start to its end.
 class Command
 {
@@ -128,12 +135,17 @@ public:
             words.push_back(word.c_str());
         }
         words.push_back(nullptr);
-        constexpr auto flags = static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_INHERIT |
-                                                             G_SUBPROCESS_FLAGS_INHERIT_FDS);
-        g_autoptr(GSubprocessLauncher) launcher = g_subprocess_launcher_new(flags);
-        // GLib tells whether the command is missing only where it has something to set up.
-        g_subprocess_launcher_set_child_setup(
-            launcher, [](gpointer) {}, nullptr, nullptr);
+        constexpr auto kFlags = static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_INHERIT |
+                                                              G_SUBPROCESS_FLAGS_INHERIT_FDS);
+        g_autoptr(GSubprocessLauncher) launcher = g_subprocess_launcher_new(kFlags);
+        // GLib gives the command default signals, but for the one that we ignore, and the one of
+        // nohup.
+        static const bool hangUpIgnored = IsIgnored(SIGHUP);
+        const auto setUp = [](gpointer) {
+            std::signal(SIGXFSZ, SIG_DFL);
+            std::signal(SIGHUP, hangUpIgnored ? SIG_IGN : SIG_DFL);
+        };
+        g_subprocess_launcher_set_child_setup(launcher, setUp, nullptr, nullptr);
         g_autoptr(GError) error = nullptr;
         process_ = g_subprocess_launcher_spawnv(launcher, words.data(), &error);
         if (process_ == nullptr) {
@@ -214,6 +226,9 @@ int RunCommand(const RunOptions& run, ServiceOptions options)
     std::optional<PrivateBus> bus;
     const std::string address =
         run.bus.empty() ? bus.emplace(folder.Path(), run.replyTimeoutMs).Address() : run.bus;
+    if (address.empty()) {
+        return kSignalled + TakeSignal()->number;
+    }
     setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
     Say("DBUS_SYSTEM_BUS_ADDRESS=%s", address.c_str());
     if (run.replyTimeoutMs > 0) {

@@ -77,7 +77,7 @@ PrivateBus::PrivateBus(const std::string& folder, unsigned int replyTimeoutMs)
         throw Failure(std::string("bus: ") + error->message);
     }
     address_ = ReadAddress();
-    if (address_.empty()) {
+    if (address_.empty() && !SignalWaits()) {
         g_subprocess_force_exit(daemon_);
         g_object_unref(daemon_);
         std::string reason = ReadFile("bus", complaints);
@@ -101,7 +101,7 @@ std::string PrivateBus::ReadAddress() const
     for (;;) {
         pollfd waits[] = {{output, POLLIN, 0}, {SignalDescriptor(), POLLIN, 0}};
         char byte = 0;
-        if ((poll(waits, 2, -1) < 0 && errno != EINTR) || waits[1].revents != 0) {
+        if ((poll(waits, 2, -1) < 0 && errno != EINTR) || SignalWaits()) {
             return "";
         }
         if (waits[0].revents != 0) {

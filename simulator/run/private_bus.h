@@ -12,7 +12,8 @@ class PrivateBus
 {
 public:
     // Starts the bus with its socket in the folder; calls without an answer fail on it after
-    // `replyTimeoutMs`, or never where that is 0. Throws Failure.
+    // `replyTimeoutMs`, or never where that is 0. Throws Failure. Has no address where a signal
+    // that ends the program has come meanwhile.
     PrivateBus(const std::string& folder, unsigned int replyTimeoutMs);
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;

@@ -1,6 +1,7 @@
 #include "support/signals.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -56,6 +57,12 @@ void CatchSignals()
 int SignalDescriptor()
 {
     return pipeEnds[0];
+}
+
+bool SignalWaits()
+{
+    pollfd signal{pipeEnds[0], POLLIN, 0};
+    return poll(&signal, 1, 0) > 0;
 }
 
 std::optional<Signal> TakeSignal()

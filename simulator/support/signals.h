@@ -12,6 +12,7 @@ void CatchSignals();
 
 // Readable while a signal waits to be taken; -1 where none are caught.
 int SignalDescriptor();
+bool SignalWaits();
 
 struct Signal {
     int number;

@@ -1,0 +1,161 @@
+"""The conversation with a set: recorded, captured, played back.
+
+usage: conversation_test.py FA-SET-SIMULATOR [TEST...]
+"""
+import os
+import pathlib
+import re
+import resource
+import signal
+import time
+
+import simulator
+from simulator import CALL, HERE, RECORDING, text_of, wait, without_times
+
+RECORDED = text_of(HERE / "recorded.jsonl")
+
+
+class Conversation(simulator.SetTest):
+    def converse(self, *options):
+        """An application talks to the set. Returns what it was told, and its local set."""
+        pathlib.Path("profile").write_text("[system_info_int]\n284=6\n")
+        for folder in "logs", "usb":
+            os.makedirs(folder, exist_ok=True)
+        self.start("--log-dir", "logs", "--usb-dir", "usb", *options)
+        owners, told = [], []
+        self.subscribe("org.freedesktop.DBus", lambda name, *values: owners.append(values[0]))
+
+        def call(method, *arguments):
+            told.append(self.call(method, *arguments))
+        call("ExecuteCommand", 16, 1)
+        call("SendRjpData", 2, [2, 16])
+        self.hear(("rjp", 2))
+        call("GetRjpProtocolData")
+        call("SendRjpData", 2, [2, 17])
+        self.hear(("rjp", 1), ("ss", 3))
+        for method, *arguments in (
+                ("GetRjpProtocolData",), ("GetSsProtocolData",), ("ChangeBaudRateExUart", 9600),
+                ("CopyLogToUsb",), ("CopyLogToUsb",), ("GetEpProtocolData",),
+                ("ExecuteCommandWithData", 82, 1, list(b"KOR"), 3)):
+            call(method, *arguments)
+        told.append(text_of("profile"))
+        call("SendMessageByExUart", 1, [7])
+        # The service goes, and comes back.
+        wait(lambda: owners.count(simulator.SERVICE) >= 2)
+        call("CloseExUart")
+        self.stop()
+        return told
+
+    def test_a_recording_is_played_back_as_it_was(self):
+        told = self.converse("--scenario", HERE / "device.jsonl", "--record", "first")
+        self.assertEqual(without_times(text_of("first")), RECORDED)
+        self.assertIn("[system_info_int]\n284=2\n", told)
+        self.assertEqual(self.converse("--replay", "first", "--record", "second"), told)
+        self.assertEqual(without_times(text_of("second")), RECORDED)
+
+    def test_a_capture_is_played_back_with_the_same_results(self):
+        capture = self.spawn("capture", "captured")
+        self.assertIn("listening", capture.stderr.readline())
+        told = self.converse("--scenario", HERE / "device.jsonl")
+        capture.send_signal(signal.SIGINT)
+        self.assertEqual(capture.wait(), 0)
+        # The service comes and goes; what goes over the lines, and why, is not heard.
+        heard = re.sub('{"(in|out)".*\n', "", re.sub(',"fault":"[a-z]+"', "", RECORDED))
+        heard = heard.replace("\n", '\n{"bus":"joined"}\n', 1)
+        self.assertEqual(without_times(text_of("captured")),
+                         heard.replace('{"end"', '{"bus":"left"}\n{"end"'))
+        self.assertEqual(self.converse("--replay", "captured"), told)
+        self.start("--replay", "captured")
+        for call in ("SetFault", "all", "error", 0, 0), ("AddRules", ""), ("WritePacket", "ss", [1]):
+            self.check((*call, "InvalidArgs: a replay goes by its recording alone"))
+        self.stop(status=123)
+
+    def test_a_replay_goes_as_fast_as_it_can_or_as_it_was(self):
+        pathlib.Path("recording").write_text(RECORDING)
+        for speed in "fast", "real":
+            self.start("--replay", "recording", "--speed", speed)
+            self.check(("ExecuteCommand", 16, 1, 1))
+            begin = time.monotonic()
+            wait(lambda: self.announcements == ["rjp a byte"])
+            self.assertEqual(time.monotonic() - begin > 0.5, speed == "real")
+            self.assertEqual(self.read("uart", 2), b"\1\2")
+            # Nobody comes, so it is announced once more; and one fetch too many is no difference.
+            wait(lambda: self.announcements == ["rjp a byte"] * 2)
+            self.check(("GetRjpProtocolData", ([1, 6], 1)), ("GetRjpProtocolData", ([], 0)))
+            self.call_without_reply("CloseExUart")
+            wait(lambda: "CloseExUart() -> nothing" in text_of("err"))
+            self.take_announcements()
+            self.stop()
+
+    def test_the_first_difference_is_shown(self):
+        pathlib.Path("recording").write_text(RECORDING)
+        shown = RECORDING.splitlines()
+        command = ("ExecuteCommand", 16, 1)
+        for act, complaint in (
+                (lambda: self.call("ExecuteCommand", 16, 2),
+                 f":2: another call comes\n  {shown[0]}\n- {shown[1]}\n"
+                 '+ {"method":"ExecuteCommand","arguments":{"data0":16,"data1":2}}\n'
+                 f"  {shown[2]}\n"),
+                (lambda: self.call("CloseExUart"), ":2: another call comes\n"),
+                (lambda: (self.call(*command), self.call(*command)), ":6: another call comes\n"),
+                (lambda: (self.call(*command), self.set.terminate()), ":6: a call is missing\n"),
+                (lambda: self.write("ep", b"x"),
+                 ":2: bytes come into a line that the recording plays\n"
+                 f"  {shown[0]}\n- {shown[1]}\n+ " '{"in":"ep","bytes":"78"}\n'),
+                (lambda: (self.call(*command), self.call("GetRjpProtocolData"),
+                          self.call_without_reply("CloseExUart"), self.call("CloseExUart")),
+                 ":8: one call is too many\n")):
+            self.start("--replay", "recording", "--record", "other")
+            act()
+            self.assertEqual(self.set.wait(30), 123, text_of("err"))
+            self.assertIn(f"fa-set-simulator: replay: recording{complaint}", text_of("err"))
+            self.assertRegex(text_of("other"), '"end":true}\n$')
+        self.set = None
+        # The command of a run ends with it.
+        self.run_program(123, "", "recording:2: another call comes",
+                         "run -q --replay recording "
+                         f"sh -c '{CALL}CloseExUart >&- 2>&-; exec sleep 200'")
+
+    def test_a_record_is_whole_or_says_that_it_is_not(self):
+        self.start("--record", "record")
+        self.check(("CloseExUart", 1))
+        # Somebody empties it, and another set wants it.
+        os.truncate("record", 0)
+        self.check(("CopyLogToUsb", 0))
+        for words in "--record record", "run --record record true":
+            self.run_program(1, "", "record: another set writes it\n", words)
+        self.assertEqual(without_times(text_of("record")),
+                         '{"method":"CopyLogToUsb","arguments":{},"result":0}\n')
+        # What a set that is refused finds stays as it is.
+        pathlib.Path("old").write_text("old")
+        self.run_program(1, "", "is taken by another process", "-q --record old")
+        self.assertEqual(text_of("old"), "old")
+        self.stop()
+        self.start("--quiet", "--record", "/dev/full")
+        self.check(("CloseExUart", 1))
+        self.stop(status=1)
+        self.assertEqual(text_of("err"),
+                         "fa-set-simulator: record /dev/full: No space left on device\n")
+        # A disk that fills up in the middle of a line keeps the lines before it.
+        self.run_program(
+            1, "", "record small: File too large\n", "run -q --record small -f 'ss burst 100' true",
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (3000, 3000)))
+        self.assertRegex(text_of("small"), '(?s)^{"conversation":1}\n.*}\n$')
+
+    def test_the_set_tells_of_its_calls(self):
+        self.start()
+        called = []
+        self.subscribe(simulator.CONTRACT + ".Simulator",
+                       lambda name, json: called.append((name, without_times(json))))
+        self.check(("SendRjpData", 1, [5], 1), ("SetFault", "all", "error", 0, 1, None),
+                   ("GetEpProtocolData", "Fault: a fault on demand"))
+        calls = ['{"method":"SendRjpData","arguments":{"pLen":1,"pData":[5]},"result":1}',
+                 '{"method":"GetEpProtocolData","arguments":{},"error":"org.kavra.tv.'
+                 'automationservice.Simulator.Fault: a fault on demand","fault":"error"}']
+        self.assertEqual([without_times(call) for call in self.call("GetCalls")], calls)
+        wait(lambda: len(called) == 2)
+        self.assertEqual(called, [("Called", call) for call in calls])
+        self.check(("ForgetCalls", None), ("GetCalls", []))
+
+
+simulator.main()

@@ -1,0 +1,224 @@
+"""fa-set-simulator as a person calls it: its outputs and exit statuses, and how it ends.
+
+usage: program_test.py FA-SET-SIMULATOR [TEST...]    (LOGGER in the environment logs some lines)
+"""
+import ctypes
+import fcntl
+import os
+import pathlib
+import pty
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import termios
+import time
+
+import simulator
+from simulator import CALL, PROFILE, PROGRAM, RECORDING, text_of, wait
+
+
+class Ends(simulator.SetTest):
+    def test_status_and_reason(self):
+        pathlib.Path("bin").mkdir()
+        pathlib.Path("bin/dbus-daemon").write_text("#!/bin/sh\necho 'no bus today' >&2\nexit 1\n")
+        pathlib.Path("bin/dbus-daemon").chmod(0o755)
+        for row in (
+                (0, "", "", "run -q -- sh -c 'test -w $FA_SET_RJP -a -r $FA_PLATFORM_PROFILE'"),
+                (7, "out\n", "err\n", "run -q sh -c 'echo out; echo err >&2; exit 7'"),
+                (0, "", "set: the service is on the bus\n", "run true"),
+                (0, "((0,),)\n", "",
+                 f"run -q sh -c '{PROGRAM} fault CloseExUart result 0; {CALL}CloseExUart'"),
+                (0, "((1,),)\n", "",
+                 f"run -q sh -c 'echo > $FA_PLATFORM_PROFILE; {CALL}CopyLogToUsb'"),
+                (137, "", "", "run -q -- sh -c 'kill -9 $$'"),
+                (143, "", "", "run -q sh -c 'kill -TERM $PPID; exec sleep 200'"),
+                (130, "", "", "run -q sh -c 'kill -INT $PPID; exec sleep 200'"),
+                (129, "", "", "run -q sh -c 'kill -HUP $PPID; exec sleep 200'"),
+                (1, "", "bus is gone", "run -q sh -c 'pkill -P $PPID dbus-daemon; exec sleep 200'"),
+                (124, "", "is ended after 200 ms\n", "run -q --timeout 0.2 sleep 200"),
+                (127, "", "Failed to execute child process", "run -q nowhere/program"),
+                (126, "", "Permission denied", "run -q ./profile"),
+                (1, "", "bus: dbus-daemon does not start: no bus today\n",
+                 f"run -q env PATH=bin {PROGRAM} run true"),
+                (1, "", "fa-set-simulator: fault: no set is on this bus\n", "fault clear"),
+                (0, "fa-set-simulator ", "", "--version"),
+                (0, "--reply-timeout=MS", "", "--help")):
+            self.run_program(*row)
+        self.assertEqual(text_of("profile"), PROFILE)
+
+    def test_command_lines_that_are_refused(self):
+        for row in (
+                (2, "", "fa-set-simulator: run needs a command (--help tells more)\n", "run"),
+                (2, "", "the word run comes first", "-q run true"),
+                (2, "", 'unknown word "cook"', "cook"),
+                (2, "", "capture needs one file", "capture"),
+                (2, "", "two lines cannot both be ./x", "--line ss=x --line rjp=./x"),
+                (2, "", "--line takes uart, ss, rjp or ep", "--line usb=x"),
+                (2, "", "--line takes uart, ss, rjp or ep", "--line ss="),
+                (2, "", ": fault: ss has no fault error (--help tells more)\n", "fault ss error"),
+                (2, "", "result needs a value", "fault all result"),
+                (2, "", "fault: “x” is not a signed number", "fault all result x"),
+                (2, "", "fault: Number “0” is out of bounds", "fault all error times 0"),
+                (2, "", "a fault is TARGET KIND [VALUE] [times N]", "fault all"),
+                (2, "", "--record needs a path", "--record '' -q"),
+                (2, "", "--profile needs a path", "--profile="),
+                (2, "", "--usb-dir needs a path", "--usb-dir="),
+                (2, "", "--log-dir needs a path", "--log-dir="),
+                (1, "", "there is no folder nowhere", "--usb-dir nowhere"),
+                (1, "", "there is no folder nowhere", "run --log-dir nowhere true"),
+                (1, "", "fa-set-simulator: profile nowhere: No such file", "-p nowhere"),
+                (1, "", "profile /dev/null: ", "-p /dev/null"),
+                (1, "", f"profile {PROGRAM}: ", f"run -p {PROGRAM} true"),
+                (1, "", "record nowhere/record: No such file", "--record nowhere/record"),
+                (1, "", "log nowhere/log: No such file", "run --log nowhere/log true"),
+                (1, "", "replay nowhere: ", "run --replay nowhere true"),
+                (2, "", "--gap takes 0 to 10000", "--gap -1"),
+                (2, "", "--gap takes 0 to 10000", "--gap 10001"),
+                (2, "", "--seed takes a number", "--seed x"),
+                (2, "", "--timeout takes 0.001 to", "run --timeout 0 true"),
+                (2, "", "--reply-timeout takes 1 to", "run --reply-timeout 0 true"),
+                (2, "", "--log-priority takes one of", "run --log-priority X true"),
+                (2, "", "are options of run", "--timeout 1"),
+                (2, "", "--speed is fast or real, of a --replay", "--speed fast"),
+                (2, "", "--speed is fast or real, of a --replay", "--replay x --speed slow"),
+                (2, "", "by its recording alone", "--replay x --fault 'all error'")):
+            self.run_program(*row)
+        os.environ["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:path=none"
+        self.run_program(1, "", "bus unix:path=none: Could not connect: No such file or directory "
+                         "(DBUS_SYSTEM_BUS_ADDRESS names the bus; fa-set-simulator run makes one of "
+                         "its own)\n", "-q")
+        self.assertEqual(text_of("profile"), PROFILE)
+
+    def test_recordings_that_are_not_whole(self):
+        for found, replacement, reason in (
+                ('"conversation":1', '"conversation":2', "1: a recording of version 2, not 1\n"),
+                ('{"conversation":1}\n', "", "1: no recording: "),
+                ('{"time":604,"end":true}\n', "", "8: the end is missing"),
+                ('06"}', '06"', "4: no JSON: "),
+                ('"data0":16', '"data0":"x"', '2: "data0" is no number'),
+                ('"data0":16,', "", '2: "data0" is missing'),
+                ('"data0":16', '"data9":1,"data0":16', '2: "data9" does not belong here'),
+                ('"ExecuteCommand"', '"Execute"', "2: there is no method"),
+                ('"time":1,', "", '2: "time" is missing'),
+                ('"out":"uart"', '"out":"usb"', "3: there is no line"),
+                ("01 02", "1 2", '3: "1" is no byte'),
+                ('"announced":"rjp"', '"announced":"uart"', "5: there is no protocol"),
+                ('"data":[1,6]', '"data":[1,-6]', "6: an element is no number"),
+                ('"data":[1,6],', "", '6: "data" is no array'),
+                ('"arguments":{}}', '"arguments":{},"result":1,"error":"a.b: c"}', "7: a call has"),
+                ('"end":true}\n', '"end":true}\n{"time":1,"bus":"left"}\n', "9: something follows")):
+            self.assertIn(found, RECORDING)
+            pathlib.Path("bad").write_text(RECORDING.replace(found, replacement, 1))
+            self.run_program(1, "", f"fa-set-simulator: replay bad:{reason}", "run -q --replay bad true")
+
+    def test_the_command_has_what_it_was_given(self):
+        with open("profile") as given, open("taken", "w") as taken:
+            self.run_program(0, PROFILE, "",
+                       f"run -q sh -c 'cat /dev/fd/{given.fileno()}; "
+                       f"echo said >/dev/fd/{taken.fileno()}'",
+                       pass_fds=(given.fileno(), taken.fileno()))
+        self.assertEqual(text_of("taken"), "said\n")
+        # A call without an answer fails when the bus says so, and the log is where it should be.
+        self.run_program(0, os.path.abspath("log") + " E\n", "NoReply",
+                   "run -q -f 'CloseExUart no-answer' --reply-timeout 300 --log log --log-priority E "
+                   f"sh -c '{CALL}CloseExUart; echo $FA_PLATFORM_LOG $FA_PLATFORM_LOG_PRIORITY; "
+                   f"exec 2>/dev/null; {os.environ['LOGGER']}'")
+        self.assertEqual(text_of("log"), "E/FA_API: an error\nF/FA_API: the end\n")
+
+
+class Signals(simulator.SetTest):
+    def test_what_is_inherited_does_not_matter(self):
+        def block_and_ignore():
+            signal.signal(signal.SIGCHLD, signal.SIG_IGN)
+            signal.pthread_sigmask(signal.SIG_BLOCK, signal.valid_signals())
+
+        self.run_program(7, "", "", "run -q sh -c 'exit 7'", preexec_fn=block_and_ignore)
+        self.run_program(124, "", "is ended", "run -q --timeout 0.2 sleep 200",
+                         preexec_fn=block_and_ignore)
+        # A set under nohup stays so.
+        run = self.spawn("run", "-q", "sh", "-c", "touch up; exec sleep 200",
+                         preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        wait(pathlib.Path("up").exists)
+        run.send_signal(signal.SIGHUP)
+        with self.assertRaises(subprocess.TimeoutExpired):
+            run.wait(0.3)
+        run.terminate()
+        self.assertEqual(run.wait(), 143)
+
+    def test_a_set_ends_that_nobody_reads(self):
+        reader, writer = os.pipe()
+        os.set_blocking(writer, False)
+        try:
+            while os.write(writer, b"." * 1000):
+                pass
+        except BlockingIOError:
+            os.set_blocking(writer, True)
+        run = self.spawn("run", "sleep", "200", stderr=writer)
+        wait(lambda: list(pathlib.Path("tmp").glob("*/bus")))
+        run.send_signal(signal.SIGTERM)
+        self.assertEqual(run.wait(30), 143)
+        # The record goes into a pipe that is full.
+        os.mkfifo("fifo")
+        self.run_program(1, "", "fifo: nobody reads from it\n", "run -q --record fifo true")
+        full = os.open("fifo", os.O_RDWR)
+        fcntl.fcntl(full, fcntl.F_SETPIPE_SZ, 4096)
+        run = self.spawn("run", "-q", "--record", "fifo", "-f", "ss burst 1000", "sleep", "200")
+        wait(lambda: struct.unpack("i", fcntl.ioctl(full, termios.FIONREAD, b"1234"))[0] > 3900)
+        run.send_signal(signal.SIGINT)
+        self.assertIn("fifo: nobody has read all of it\n", run.communicate(timeout=30)[1])
+        self.assertEqual(run.returncode, 1)
+
+    def test_a_set_ends_whose_bus_does_not_answer(self):
+        with socket.socket(socket.AF_UNIX) as mute:
+            mute.bind("mute")
+            mute.listen()
+            os.environ["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:path=mute"
+            for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+                waiting = self.spawn("-q")
+                with mute.accept()[0]:
+                    waiting.send_signal(number)
+                    self.assertEqual(waiting.wait(30), 0)
+
+    def test_interrupts_reach_the_command_once(self):
+        """Ctrl-C is the whole foreground's, and a signal for the run alone is passed on."""
+        script = "trap 'echo int >>ints' INT; touch up; while [ ! -e done ]; do sleep 0.05; done; exit 3"
+        for typed in (True, False):
+            child, terminal = pty.fork()
+            if child == 0:
+                os.execl(PROGRAM, PROGRAM, "run", "-q", "sh", "-c", script)
+            wait(pathlib.Path("up").exists)
+            os.write(terminal, b"\x03") if typed else os.kill(child, signal.SIGINT)
+            wait(pathlib.Path("ints").exists)
+            time.sleep(0.2)
+            pathlib.Path("done").touch()
+            self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 3)
+            self.assertEqual(text_of("ints"), "int\n")
+            os.close(terminal)
+            for name in ("up", "ints", "done"):
+                os.unlink(name)
+
+    def test_no_end_leaves_a_bus(self):
+        """Ended at any moment, a run leaves nobody; killed, its command and its folder."""
+        ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER: who is left becomes our child
+        children = pathlib.Path(f"/proc/self/task/{os.getpid()}/children")
+        for i in range(24):
+            run = self.spawn("run", "-q", "--", "sleep", "200", stderr=subprocess.DEVNULL,
+                             stdout=subprocess.DEVNULL)
+            time.sleep(i * 0.0025)
+            run.send_signal(signal.SIGTERM if i % 2 else signal.SIGKILL)
+            self.assertIn(run.wait(30), (-9, -15, 143))
+            while left := set(children.read_text().split()) - {str(self.bus.pid)}:
+                for child in left:
+                    if pathlib.Path(f"/proc/{child}/comm").read_text() == "sleep\n":
+                        self.assertEqual(run.returncode, -9)
+                        os.kill(int(child), signal.SIGKILL)
+                    os.waitpid(int(child), os.WNOHANG)
+            if run.returncode != -9:
+                self.assertEqual(list(pathlib.Path("tmp").iterdir()), [])
+            shutil.rmtree("tmp")
+            os.mkdir("tmp")
+
+
+simulator.main()
