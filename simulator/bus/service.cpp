@@ -119,12 +119,14 @@ void Service::OnCall(const Presence::Invocation& invocation)
         call.fault = rule->name;
     }
     CarryOut(call, rule, delayed && rule->delayMs >= options_.replyTimeoutMs);
-    Tell(call);
+    const std::string& line = Tell(call);
     if (delayed) {
         timers_.Start(rule->delayMs, [invocation, call] { Send(invocation, call); });
     } else {
         Send(invocation, call);
     }
+    // After the answer, because the application waits for that.
+    presence_.Emit(ControlInterface(), "Called", line);
     TellSent();
     if (rule) {
         Start(*rule);
@@ -172,7 +174,7 @@ void Service::Fetch(PacketQueue& queue, Event& call, const std::optional<Rule>& 
     }
 }
 
-void Service::Tell(const Event& call)
+const std::string& Service::Tell(const Event& call)
 {
     if (!IsQuiet()) {
         const Variant reply =
@@ -181,7 +183,7 @@ void Service::Tell(const Event& call)
             reply != nullptr ? Describe(reply.get()).c_str() : "nothing",
             call.fault.empty() ? "" : ", fault: ", call.fault.c_str());
     }
-    presence_.Emit(ControlInterface(), "Called", conversation_.Add(call));
+    return conversation_.Add(call);
 }
 
 void Service::Send(const Presence::Invocation& invocation, const Event& call)
@@ -220,7 +222,7 @@ void Service::OnReplayedCall(Event& call, const Presence::Invocation& invocation
             if (call.result && *call.result != kRefused && !FindLineFetchedBy(call.method)) {
                 Work(set_, call.method, call.arguments.get());
             }
-            Tell(call);
+            presence_.Emit(ControlInterface(), "Called", Tell(call));
             break;
         case Replay::Verdict::kInVain:
             break;

@@ -70,7 +70,7 @@ private:
     void OnCall(const Presence::Invocation& invocation);
     void CarryOut(Event& call, const std::optional<Rule>& rule, bool late);
     void Fetch(PacketQueue& queue, Event& call, const std::optional<Rule>& rule, bool late);
-    void Tell(const Event& call);
+    const std::string& Tell(const Event& call);  // returns its line
     static void Send(const Presence::Invocation& invocation, const Event& call);
     void TellSent();
     void OnReplayedCall(Event& call, const Presence::Invocation& invocation);

@@ -98,22 +98,22 @@ std::string PrivateBus::ReadAddress() const
     const int output =
         g_unix_input_stream_get_fd(G_UNIX_INPUT_STREAM(g_subprocess_get_stdout_pipe(daemon_)));
     std::string address;
-    for (;;) {
+    while (address.empty() || address.back() != '\n') {
         pollfd waits[] = {{output, POLLIN, 0}, {SignalDescriptor(), POLLIN, 0}};
-        char byte = 0;
         if ((poll(waits, 2, -1) < 0 && errno != EINTR) || SignalWaits()) {
             return "";
         }
         if (waits[0].revents != 0) {
-            if (read(output, &byte, 1) != 1) {
+            char text[256];
+            const ssize_t count = read(output, text, sizeof(text));
+            if (count <= 0) {
                 return "";
             }
-            if (byte == '\n') {
-                return address;
-            }
-            address += byte;
+            address.append(text, static_cast<std::size_t>(count));
         }
     }
+    address.pop_back();
+    return address;
 }
 
 }  // namespace fa::set
