@@ -152,10 +152,10 @@ class Conversation(simulator.SetTest):
         calls = ['{"method":"SendRjpData","arguments":{"pLen":1,"pData":[5]},"result":1}',
                  '{"method":"GetEpProtocolData","arguments":{},"error":"org.kavra.tv.'
                  'automationservice.Simulator.Fault: a fault on demand","fault":"error"}']
-        self.assertEqual([without_times(call) for call in self.call("GetCalls")], calls)
+        self.assertEqual([without_times(call) for call in self.call("GetCalls", "")], calls)
         wait(lambda: len(called) == 2)
         self.assertEqual(called, [("Called", call) for call in calls])
-        self.check(("ForgetCalls", None), ("GetCalls", []))
+        self.check(("ForgetCalls", None), ("GetCalls", "", []))
 
 
 simulator.main()

@@ -32,7 +32,7 @@ class Ends(simulator.SetTest):
                  f"run -q sh -c '{PROGRAM} fault CloseExUart result 0; {CALL}CloseExUart'"),
                 (0, "((1,),)\n", "",
                  f"run -q sh -c 'echo > $FA_PLATFORM_PROFILE; {CALL}CopyLogToUsb'"),
-                (137, "", "", "run -q -- sh -c 'kill -9 $$'"),
+                (137, "", "ended by a signal: Killed\n", "run -q -- sh -c 'kill -9 $$'"),
                 (143, "", "", "run -q sh -c 'kill -TERM $PPID; exec sleep 200'"),
                 (130, "", "", "run -q sh -c 'kill -INT $PPID; exec sleep 200'"),
                 (129, "", "", "run -q sh -c 'kill -HUP $PPID; exec sleep 200'"),
