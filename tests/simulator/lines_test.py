@@ -126,7 +126,7 @@ class Lines(simulator.SetTest):
         self.assertLess(done[0], len(data) // 2)
         time.sleep(1)
         wait(fetch_more)
-        self.assertLess(len(vain), 10)  # one for each second without a fetch, on a busy machine
+        self.assertLess(len(vain), 100)  # of 400 packets: a busy machine is slow to fetch
         os.close(ss)
 
     def test_unread_bytes_wait_up_to_a_megabyte(self):
