@@ -9,6 +9,8 @@ import resource
 import signal
 import time
 
+from gi.repository import GLib
+
 import simulator
 from simulator import CALL, HERE, RECORDING, text_of, wait, without_times
 
@@ -56,14 +58,18 @@ class Conversation(simulator.SetTest):
     def test_a_capture_is_played_back_with_the_same_results(self):
         capture = self.spawn("capture", "captured")
         self.assertIn("listening", capture.stderr.readline())
+        # A call that no service takes is none of the set's.
+        with self.assertRaisesRegex(GLib.Error, "ServiceUnknown"):
+            self.connection.call_sync(simulator.SERVICE, simulator.OBJECT, simulator.CONTRACT,
+                                      "CloseExUart", None, None, 0, -1, None)
         told = self.converse("--scenario", HERE / "device.jsonl")
         capture.send_signal(signal.SIGINT)
         self.assertEqual(capture.wait(), 0)
         # The service comes and goes; what goes over the lines, and why, is not heard.
         heard = re.sub('{"(in|out)".*\n', "", re.sub(',"fault":"[a-z]+"', "", RECORDED))
         heard = heard.replace("\n", '\n{"bus":"joined"}\n', 1)
-        self.assertEqual(without_times(text_of("captured")),
-                         heard.replace('{"end"', '{"bus":"left"}\n{"end"'))
+        heard = heard.replace('{"end"', '{"bus":"left"}\n{"end"')
+        self.assertEqual(without_times(text_of("captured")), heard)
         self.assertEqual(self.converse("--replay", "captured"), told)
         self.start("--replay", "captured")
         for call in ("SetFault", "all", "error", 0, 0), ("AddRules", ""), ("WritePacket", "ss", [1]):

@@ -15,8 +15,7 @@ import time
 from gi.repository import GLib
 
 import simulator
-from simulator import (CONTRACT, LINES, NOTHING, OBJECT, SERVICE, catch_up, packet, text_of,
-                       wait)
+from simulator import LINES, NOTHING, packet, text_of, wait
 
 FETCHES = {"ss": "GetSsProtocolData", "rjp": "GetRjpProtocolData", "ep": "GetEpProtocolData"}
 
@@ -220,10 +219,10 @@ class Lines(simulator.SetTest):
                          "echo $DBUS_SYSTEM_BUS_ADDRESS; exec sleep 200")
         address, failed = run.stdout.readline().strip(), []
         clients = [simulator.connect(address) for _ in range(300)]
-        for client in clients:
-            clients[0].call(SERVICE, OBJECT, CONTRACT, "CloseExUart", None, None, 0, -1, None,
-                            lambda source, result: failed.append(result))
-        catch_up(clients[0])
+        for _ in clients:
+            clients[0].call(simulator.SERVICE, simulator.OBJECT, simulator.CONTRACT, "CloseExUart",
+                            None, None, 0, -1, None, lambda *result: failed.append(result))
+        simulator.catch_up(clients[0])
         self.assertEqual(failed, [])
         run.terminate()
         self.assertEqual(run.wait(), 128 + signal.SIGTERM)

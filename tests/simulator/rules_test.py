@@ -7,7 +7,7 @@ import pathlib
 import time
 
 import simulator
-from simulator import NOTHING, packet, text_of
+from simulator import NOTHING, PROFILE, packet, text_of
 
 ON_DEMAND = "Fault: a fault on demand"
 
@@ -174,7 +174,6 @@ class Rules(simulator.SetTest):
         os.symlink("real/profile", "profile")
         os.chmod("real/profile", 0o664)
         self.start()
-        before = text_of("profile")
 
         def change(name):
             return self.call("ExecuteCommandWithData", 82, 1, list(name), len(name))
@@ -183,9 +182,9 @@ class Rules(simulator.SetTest):
         self.assertEqual(change(b"JAPAN"), 0)
         self.check(("ExecuteCommandWithData", 82, 2, [74], 1, 1),
                    ("ExecuteCommandWithData", 1, 1, [], 0, 0))
-        self.assertEqual(text_of("profile"), before)
+        self.assertEqual(text_of("profile"), PROFILE)
         self.assertEqual(change(b"JAPAN"), 1)
-        self.assertEqual(text_of("real/profile"), before.replace("284=6", "284=95"))
+        self.assertEqual(text_of("real/profile"), PROFILE.replace("284=6", "284=95"))
         self.assertTrue(os.path.islink("profile"))
         self.assertEqual(os.stat("profile").st_mode & 0o7777, 0o664)
 

@@ -67,7 +67,7 @@ class SetTest(unittest.TestCase):
     """In a folder of its own. A run must leave nothing in the folder tmp, a set none of its links."""
 
     def setUp(self):
-        self.set, self.announcements = None, []
+        self.set, self.announcements, self.methods = None, [], {}
         os.chdir(self.enterContext(tempfile.TemporaryDirectory()))
         os.mkdir("tmp")
         pathlib.Path("profile").write_text(PROFILE)
@@ -115,7 +115,6 @@ class SetTest(unittest.TestCase):
         words = ["--gap", "1", *(word for line in LINES for word in ("-l", f"{line}={line}"))]
         with open("out", "w") as out, open("err", "w") as err:
             self.set = self.spawn(*words, *options, stdout=out, stderr=err)
-        self.methods = {}
 
         def introspect():
             try:
@@ -135,8 +134,7 @@ class SetTest(unittest.TestCase):
     def stop(self, number=signal.SIGTERM, status=0):
         self.set.send_signal(number)
         process, self.set = self.set, None
-        self.assertEqual(process.wait(30), status, text_of("err"))
-        self.assertEqual(text_of("out"), "")
+        self.assertEqual((process.wait(30), text_of("out")), (status, ""), text_of("err"))
         self.assertFalse([line for line in LINES if os.path.islink(line)])
 
     def call(self, method, *arguments):
