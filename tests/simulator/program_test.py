@@ -137,6 +137,8 @@ class Signals(simulator.SetTest):
         self.run_program(7, "", "", "run -q sh -c 'exit 7'", preexec_fn=block_and_ignore)
         self.run_program(124, "", "is ended", "run -q --timeout 0.2 sleep 200",
                          preexec_fn=block_and_ignore)
+        # What ignores SIGTERM is killed at last.
+        self.run_program(124, "", "is ended", "run -q --timeout 0.2 sh -c \"trap '' TERM; exec sleep 200\"")
         # A set under nohup stays so.
         run = self.spawn("run", "-q", "sh", "-c", "touch up; exec sleep 200",
                          preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
