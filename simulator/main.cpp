@@ -64,7 +64,6 @@ int Run(const Options& options)
             ChangeFaults(options.words);
             return EXIT_SUCCESS;
         case Mode::kCapture:
-            CatchSignals();
             return Capture(options.words.front());
         case Mode::kServe:
             CatchSignals();

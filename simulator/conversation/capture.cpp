@@ -17,6 +17,8 @@ namespace fa::set
 namespace
 {
 
+constexpr char kBusItself[] = "org.freedesktop.DBus";
+
 // Turns messages into events. A call is an event of the moment when it is made, but is only known
 // with its reply: what comes in between waits.
 class Listener
@@ -124,7 +126,7 @@ private:
     // The bus answers in the place of a service that is not there, or that does not answer.
     static void OnError(Pending& pending, GDBusMessage* message, GVariant* body)
     {
-        if (g_strcmp0(g_dbus_message_get_sender(message), "org.freedesktop.DBus") == 0) {
+        if (g_strcmp0(g_dbus_message_get_sender(message), kBusItself) == 0) {
             pending.refused = g_strcmp0(g_dbus_message_get_error_name(message),
                                         "org.freedesktop.DBus.Error.NoReply") != 0;
             return;
@@ -140,7 +142,9 @@ private:
     {
         const std::string name = g_dbus_message_get_member(message);
         GVariant* body = g_dbus_message_get_body(message);
-        if (name == "NameOwnerChanged") {
+        // Anybody can send a signal of that name, but the bus alone can send its own.
+        if (name == "NameOwnerChanged" &&
+            g_strcmp0(g_dbus_message_get_sender(message), kBusItself) == 0) {
             const char* owner = nullptr;
             g_variant_get(body, "(&s&s&s)", nullptr, nullptr, &owner);
             Append(*owner == '\0' ? Event::Kind::kLeft : Event::Kind::kJoined);
@@ -200,8 +204,7 @@ void BecomeMonitor(GDBusConnection* connection)
         "type='signal'," + contract,
         "type='method_return'",
         "type='error'",
-        std::string(
-            "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +
+        std::string("type='signal',sender='") + kBusItself + "',member='NameOwnerChanged',arg0='" +
             kBusName + "'",
     };
     GVariantBuilder builder;
@@ -211,9 +214,9 @@ void BecomeMonitor(GDBusConnection* connection)
     }
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-        "org.freedesktop.DBus.Monitoring", "BecomeMonitor", g_variant_new("(asu)", &builder, 0),
-        nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+        connection, kBusItself, "/org/freedesktop/DBus", "org.freedesktop.DBus.Monitoring",
+        "BecomeMonitor", g_variant_new("(asu)", &builder, 0), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
+        nullptr, &error);
     if (reply == nullptr) {
         g_dbus_error_strip_remote_error(error);
         throw Failure(std::string("capture: the bus lets nobody listen: ") + error->message);
@@ -226,17 +229,19 @@ int Capture(const std::string& path)
 {
     Conversation conversation(path);
     Listener listener(conversation);
-    MainLoop loop([&](const Signal& /*signal*/) { loop.Quit(EXIT_SUCCESS); });
     const Connection connection = Connect();
     const guint filter =
         g_dbus_connection_add_filter(connection.get(), OnFiltered, &listener, nullptr);
+    BecomeMonitor(connection.get());
+    // Until here a signal ends the program at once, because a bus may never answer.
+    CatchSignals();
+    MainLoop loop([&](const Signal& /*signal*/) { loop.Quit(EXIT_SUCCESS); });
     g_signal_connect(connection.get(), "closed",
                      G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer ended) {
                          Complain("capture: the bus is gone");
                          static_cast<MainLoop*>(ended)->Quit(EXIT_FAILURE);
                      }),
                      &loop);
-    BecomeMonitor(connection.get());
     conversation.Begin();
     Say("listening; SIGINT or SIGTERM ends it");
     const int status = loop.Run();
