@@ -31,9 +31,10 @@ Replay::Replay(std::string path, Speed speed, Owner owner)
     for (std::string line; std::getline(stream, line);) {
         lines_.push_back(line);
     }
+    bool begun = false;
     bool ended = false;
     ReadJsonLines("replay " + path_, text, [&](std::size_t number, Members& members) {
-        if (number == 1) {
+        if (!std::exchange(begun, true)) {
             CheckFirstLine(members);
         } else if (ended) {
             throw Failure("something follows the end");

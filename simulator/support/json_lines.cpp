@@ -128,15 +128,18 @@ void ReadJsonLines(const std::string& name, const std::string& text,
             if (g_utf8_validate(line.data(), static_cast<gssize>(line.size()), nullptr) == FALSE) {
                 throw Failure("no JSON: no UTF-8 text");
             }
-            if (!json_parser_load_from_data(parser, line.data(), static_cast<gssize>(line.size()),
+            // As the one element of an array, because the parser takes several values in a row.
+            const std::string array = "[" + line + "]";
+            if (!json_parser_load_from_data(parser, array.data(), static_cast<gssize>(array.size()),
                                             &error)) {
                 throw Failure(Reason(error));
             }
-            JsonNode* root = json_parser_get_root(parser);
-            if (root == nullptr || !JSON_NODE_HOLDS_OBJECT(root)) {
+            JsonArray* values = json_node_get_array(json_parser_get_root(parser));
+            if (json_array_get_length(values) != 1 ||
+                !JSON_NODE_HOLDS_OBJECT(json_array_get_element(values, 0))) {
                 throw Failure("no JSON object");
             }
-            Members members(json_node_get_object(root));
+            Members members(json_array_get_object_element(values, 0));
             function(number, members);
             members.Finish();
         } catch (const Failure& failure) {
