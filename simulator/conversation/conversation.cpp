@@ -18,6 +18,13 @@ namespace
 
 constexpr std::size_t kMaxCalls = 10'000;
 
+bool IsRegular(int file)
+{
+    struct stat status {
+    };
+    return fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 }  // namespace
 
 Conversation::Conversation(std::string path) : path_(std::move(path))
@@ -32,7 +39,7 @@ Conversation::Conversation(std::string path) : path_(std::move(path))
         throw Failure("record " + path_ + ": " +
                       (errno == ENXIO ? "nobody reads from it" : g_strerror(errno)));
     }
-    if (flock(file_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    if (IsRegular(file_) && flock(file_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         close(file_);
         throw Failure("record " + path_ + ": another set writes it");
     }
@@ -48,10 +55,9 @@ Conversation::~Conversation()
 void Conversation::Begin()
 {
     if (file_ >= 0) {
-        struct stat status {
-        };
-        if (fstat(file_, &status) == 0 && S_ISREG(status.st_mode) && ftruncate(file_, 0) != 0) {
+        if (IsRegular(file_) && ftruncate(file_, 0) != 0) {
             shortfall_ = "record " + path_ + ": " + g_strerror(errno);
+            Complain(shortfall_);
         }
         Write(FirstLine());
     }
