@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iterator>
 
@@ -41,6 +42,8 @@ constexpr char kDescription[] =
 // The priorities of the platform log, from the least important.
 constexpr char kPriorities[] = "VDIWEF";
 
+constexpr gint kNotGiven = G_MININT;  // of an option with a number
+
 std::vector<std::string> ToStrings(char** texts)
 {
     std::vector<std::string> strings;
@@ -59,12 +62,10 @@ std::string ToPath(const char* option, const char* path)
     return path != nullptr ? path : "";
 }
 
-// Nothing where the option is not given.
-template <typename Number>
-void CheckRange(const char* option, const Number* number, double min, double max)
+void CheckRange(const char* option, double number, double min, double max)
 {
-    if (number != nullptr && !(*number >= min && *number <= max)) {
-        g_autofree char* text = g_strdup_printf("%s takes %g to %g", option, min, max);
+    if (!(number >= min && number <= max)) {
+        g_autofree char* text = g_strdup_printf("%s takes %.9g to %.9g", option, min, max);
         throw UsageError(text);
     }
 }
@@ -159,11 +160,11 @@ Options ReadOptions(int argc, char** argv)
     g_auto(GStrv) faults = nullptr;
     g_autofree char* bus = nullptr;
     gint gap = 10;
-    gdouble timeout = -1;
-    gint replyTimeout = -1;
+    gdouble timeout = kNotGiven;
+    gint replyTimeout = kNotGiven;
     gboolean quiet = FALSE;
     gboolean version = FALSE;
-    const GOptionEntry entries[] = {
+    const GOptionEntry setEntries[] = {
         {"profile", 'p', 0, G_OPTION_ARG_FILENAME, &profile,
          "The set's profile, changed by commands (default: $FA_PLATFORM_PROFILE); run uses a copy, "
          "of the sample profile where none is named",
@@ -196,6 +197,9 @@ Options ReadOptions(int argc, char** argv)
          "run: write the command's platform log into a new file instead of standard error", "FILE"},
         {"log-priority", 0, 0, G_OPTION_ARG_STRING, &priority,
          "run: log from this priority on, V (the default), D, I, W, E or F", "LETTER"},
+        {},
+    };
+    const GOptionEntry entries[] = {
         {"quiet", 'q', 0, G_OPTION_ARG_NONE, &quiet, "Print nothing but what goes wrong", nullptr},
         {"version", 0, 0, G_OPTION_ARG_NONE, &version, "Print the version", nullptr},
         {},
@@ -207,6 +211,9 @@ Options ReadOptions(int argc, char** argv)
         g_option_context_new("[run | fault | capture] [-- COMMAND...]");
     g_option_context_set_summary(context, kSummary);
     g_option_context_set_description(context, kDescription);
+    if (options.mode == Mode::kServe || options.mode == Mode::kRun) {
+        g_option_context_add_main_entries(context, setEntries, nullptr);
+    }
     g_option_context_add_main_entries(context, entries, nullptr);
     // What follows a command's name, and a negative value of a fault, are no options of ours.
     g_option_context_set_strict_posix(context, options.mode != Mode::kServe);
@@ -227,7 +234,7 @@ Options ReadOptions(int argc, char** argv)
     }
     service.set.logFolder = ToPath("--log-dir", logFolder);
     service.set.usbFolder = ToPath("--usb-dir", usbFolder);
-    CheckRange("--gap", &gap, 0, 10'000);
+    CheckRange("--gap", gap, 0, 10'000);
     service.set.gapMs = static_cast<guint>(gap);
     for (const std::string& line : ToStrings(lines)) {
         ReadLink(line, service.set);
@@ -242,6 +249,10 @@ Options ReadOptions(int argc, char** argv)
     if (replay != nullptr && (scenario != nullptr || faults != nullptr)) {
         throw UsageError("--replay goes by its recording alone, without --fault and --scenario");
     }
+    std::error_code missing;
+    if (std::filesystem::equivalent(service.record, service.replay, missing)) {
+        throw UsageError("--record would write over the recording of --replay");
+    }
     const std::string pace = speed != nullptr ? speed : "fast";
     if ((pace != "fast" && pace != "real") || (speed != nullptr && replay == nullptr)) {
         throw UsageError("--speed is fast or real, of a --replay");
@@ -255,20 +266,25 @@ Options ReadOptions(int argc, char** argv)
         service.seed = static_cast<guint32>(number);
     }
 
-    if (options.mode != Mode::kRun && (bus != nullptr || timeout != -1 || replyTimeout != -1 ||
-                                       log != nullptr || priority != nullptr)) {
+    if (options.mode == Mode::kServe &&
+        (bus != nullptr || timeout != kNotGiven || replyTimeout != kNotGiven || log != nullptr ||
+         priority != nullptr)) {
         throw UsageError(
             "--bus, --timeout, --reply-timeout, --log and --log-priority are options of run");
     }
     options.run.bus = bus != nullptr ? bus : "";
-    CheckRange("--timeout", timeout != -1 ? &timeout : nullptr, 0.001, 1'000'000);
-    CheckRange("--reply-timeout", replyTimeout != -1 ? &replyTimeout : nullptr, 1, 1'000'000);
-    options.run.timeoutMs = timeout != -1 ? static_cast<guint>(timeout * 1000) : 0;
-    options.run.replyTimeoutMs = replyTimeout != -1 ? static_cast<guint>(replyTimeout) : 0;
+    if (timeout != kNotGiven) {
+        CheckRange("--timeout", timeout, 0.001, 1'000'000);
+        options.run.timeoutMs = static_cast<guint>(timeout * 1000);
+    }
+    if (replyTimeout != kNotGiven) {
+        CheckRange("--reply-timeout", replyTimeout, 1, 1'000'000);
+        options.run.replyTimeoutMs = static_cast<guint>(replyTimeout);
+    }
     options.run.log = ToPath("--log", log);
-    options.run.logPriority = priority != nullptr ? priority : "V";
-    if (options.run.logPriority.size() != 1 ||
-        std::string(kPriorities).find(options.run.logPriority) == std::string::npos) {
+    options.run.logPriority = priority != nullptr ? priority : "";
+    if (priority != nullptr &&
+        (options.run.logPriority.size() != 1 || std::strchr(kPriorities, priority[0]) == nullptr)) {
         throw UsageError("--log-priority takes one of the letters " + std::string(kPriorities));
     }
 
