@@ -88,19 +88,21 @@ void Furnish(const PrivateFolder& folder, StateOptions& set)
     }
 }
 
-// Says to the simulated platform of the command where to log, and what.
+// Says to the simulated platform of the command where to log, and what, where that is asked for.
 void DirectLog(const RunOptions& run)
 {
-    setenv("FA_PLATFORM_LOG_PRIORITY", run.logPriority.c_str(), 1);
+    if (!run.logPriority.empty()) {
+        setenv("FA_PLATFORM_LOG_PRIORITY", run.logPriority.c_str(), 1);
+    }
     if (run.log.empty()) {
         return;
     }
-    const int file =
-        open(run.log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, 0666);
-    if (file < 0) {
-        throw Failure("log " + run.log + ": " + g_strerror(errno));
+    // It stays open for as long as we run: a FIFO's reader would take its closing for the end.
+    if (open(run.log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC | O_NONBLOCK,
+             0666) < 0) {
+        throw Failure("log " + run.log + ": " +
+                      (errno == ENXIO ? "nobody reads from it" : g_strerror(errno)));
     }
-    close(file);
     setenv("FA_PLATFORM_LOG", std::filesystem::absolute(run.log).c_str(), 1);
 }
 
