@@ -3,7 +3,6 @@
 
 #include <gio/gio.h>
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>

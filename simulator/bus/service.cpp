@@ -180,7 +180,9 @@ const std::string& Service::Tell(const Event& call)
         const Variant reply =
             call.result ? Own(NewReply(call.data.get(), *call.result)) : Variant();
         Say("%s(%s) -> %s%s%s", call.method.c_str(), Describe(call.arguments.get()).c_str(),
-            reply != nullptr ? Describe(reply.get()).c_str() : "nothing",
+            reply != nullptr     ? Describe(reply.get()).c_str()
+            : call.error.empty() ? "nothing"
+                                 : call.error.c_str(),
             call.fault.empty() ? "" : ", fault: ", call.fault.c_str());
     }
     return conversation_.Add(call);
@@ -321,14 +323,8 @@ void Service::Leave(guint milliseconds)
 void Service::WritePacket(const std::string& name, const Bytes& packet)
 {
     RefuseInReplay();
-    const std::optional<Line> line = FindLineNamed(name);
-    if (!line || !kLines[*line].HasProtocol()) {
-        throw Failure("packets come in on ss, rjp and ep, not on \"" + name + "\"");
-    }
-    if (packet.empty() || packet.size() > kMaxPacketBytes) {
-        throw Failure("a packet has 1 to 256 bytes, not " + std::to_string(packet.size()));
-    }
-    set_.Queue(*line)->Push(packet);
+    const Rule::Packet checked = ReadPacket(name, packet);
+    set_.Queue(checked.line)->Push(checked.bytes);
 }
 
 void Service::OnArrival(Line line, const Bytes& bytes)

@@ -32,7 +32,7 @@ class Service
 {
 public:
     struct Owner {
-        std::function<void()> onJoined;  // each time that it is on the bus
+        std::function<void()> onJoined;  // once, when it is on the bus
         // The end, with the program's status; why has been said.
         std::function<void(int status)> onEnd;
     };

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <numeric>
 
 namespace fa::set
 {
@@ -20,8 +19,6 @@ struct Row {
     std::optional<int> standard;  // the value where none is given
     void (*apply)(Rule& rule, int value);
 };
-
-constexpr int kMaxMs = 600'000;
 
 std::vector<guint32> Counting(int count)
 {
@@ -46,7 +43,7 @@ const Row kRows[] = {
      [](Rule& rule, int /*value*/) { rule.data = Own(NewArray({})); }},
     {"long", Target::kFetch, 0, 100'000, 300,
      [](Rule& rule, int value) { rule.data = Own(NewArray(Counting(value))); }},
-    {"burst", Target::kProtocol, 1, 10'000, std::nullopt,
+    {"burst", Target::kProtocol, 1, kMaxPackets, std::nullopt,
      [](Rule& rule, int value) { AddBurst(rule, rule.line, value); }},
     {"leave", Target::kService, 0, kMaxMs, std::nullopt,
      [](Rule& rule, int value) { rule.leaveMs = static_cast<guint>(value); }},

@@ -15,6 +15,8 @@ namespace fa::set
 {
 
 constexpr char kAllMethods[] = "all";
+constexpr int kMaxMs = 600'000;
+constexpr int kMaxPackets = 10'000;  // of a burst
 
 struct Rule {
     // When: at a call of the method whose arguments are like this, when bytes like this go out of
@@ -39,7 +41,7 @@ struct Rule {
     unsigned int times = 0;  // 0: for good
     double chance = 1;
 
-    // What happens instead of the ordinary answer, and beside it.
+    // What happens instead of the ordinary answer, and beside it; and how much later.
     guint delayMs = 0;
     std::optional<int> result;
     Variant data;
@@ -53,7 +55,7 @@ struct Rule {
     unsigned int seen = 0;
     unsigned int used = 0;
 
-    // The answer waits for the delay where the rule has one; else what happens beside it does.
+    // The answer waits for the delay where the rule has one, or nothing else that could.
     bool DelaysAnswer() const
     {
         return result || data || error || noAnswer || (packets.empty() && !leaveMs);

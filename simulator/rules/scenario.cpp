@@ -9,9 +9,6 @@ namespace fa::set
 namespace
 {
 
-constexpr gint64 kMaxMs = 600'000;
-constexpr gint64 kMaxPackets = 10'000;
-
 Line ReadLine(const std::string& name, bool protocol)
 {
     const std::optional<Line> line = FindLineNamed(name);
@@ -109,11 +106,7 @@ void ReadEvents(Members& members, Rule& rule)
 {
     if (auto in = members.Object("in")) {
         for (const std::string& name : in->Names()) {
-            const Bytes bytes = ReadHex(*in->Text(name));
-            rule.packets.push_back({ReadLine(name, true), bytes});
-            if (bytes.empty() || bytes.size() > kMaxPacketBytes) {
-                throw Failure("a packet has 1 to 256 bytes, not " + std::to_string(bytes.size()));
-            }
+            rule.packets.push_back(ReadPacket(name, ReadHex(*in->Text(name))));
         }
     }
     if (auto burst = members.Object("burst")) {
@@ -160,6 +153,14 @@ std::vector<Rule> ReadScenario(const std::string& name, const std::string& text)
         rules.push_back(ReadRule(members));
     });
     return rules;
+}
+
+Rule::Packet ReadPacket(const std::string& line, const Bytes& bytes)
+{
+    if (bytes.empty() || bytes.size() > kMaxPacketBytes) {
+        throw Failure("a packet has 1 to 256 bytes, not " + std::to_string(bytes.size()));
+    }
+    return {ReadLine(line, true), bytes};
 }
 
 }  // namespace fa::set

@@ -80,8 +80,9 @@ PrivateBus::PrivateBus(const std::string& folder, unsigned int replyTimeoutMs)
     if (address_.empty() && !SignalWaits()) {
         g_subprocess_force_exit(daemon_);
         g_object_unref(daemon_);
-        std::string reason = ReadFile("bus", complaints);
-        throw Failure("bus: dbus-daemon does not start: " + reason.substr(0, reason.find('\n')));
+        const std::string reason = ReadFile("bus", complaints);
+        throw Failure("bus: dbus-daemon does not start" +
+                      (reason.empty() ? "" : ": " + reason.substr(0, reason.find('\n'))));
     }
 }
 

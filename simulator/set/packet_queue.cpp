@@ -78,12 +78,6 @@ void PacketQueue::AnnounceAgain()
     }
 }
 
-void PacketQueue::KeepOldest()
-{
-    catchingUp_ = !packets_.empty();
-    AnnounceLater(kCatchUpMs);
-}
-
 void PacketQueue::AnnounceLater(guint milliseconds)
 {
     quiet_.Stop();

@@ -45,9 +45,6 @@ public:
     // after each fetch until the queue is empty.
     void AnnounceAgain();
 
-    // The oldest packet has been announced, and its fetch did not take it away: says so again soon.
-    void KeepOldest();
-
 private:
     void Cut();
     void AnnounceLater(guint milliseconds);
