@@ -18,6 +18,7 @@ namespace
 {
 
 constexpr char kBusItself[] = "org.freedesktop.DBus";
+constexpr gint64 kPatience = 60 * G_USEC_PER_SEC;  // clients give up after 25 seconds
 
 // Turns messages into events. A call is an event of the moment when it is made, but is only known
 // with its reply: what comes in between waits.
@@ -45,10 +46,12 @@ public:
         Flush(false);
     }
 
-    // Writes what is complete; at the end also the calls that have got no answer.
+    // Writes what is complete, and calls for whose answer nobody waits any more; at the end all.
     void Flush(bool all)
     {
-        while (!pending_.empty() && (all || !pending_.front()->open)) {
+        while (!pending_.empty() &&
+               (all || !pending_.front()->open ||
+                conversation_.Now() - pending_.front()->event.time > kPatience)) {
             if (!pending_.front()->refused) {
                 conversation_.AddTimed(pending_.front()->event);
             }
