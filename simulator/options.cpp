@@ -272,6 +272,9 @@ Options ReadOptions(int argc, char** argv)
         throw UsageError(
             "--bus, --timeout, --reply-timeout, --log and --log-priority are options of run");
     }
+    if (bus != nullptr && *bus == '\0') {
+        throw UsageError("--bus needs an address");
+    }
     options.run.bus = bus != nullptr ? bus : "";
     if (timeout != kNotGiven) {
         CheckRange("--timeout", timeout, 0.001, 1'000'000);
