@@ -1,12 +1,15 @@
 #include "options.h"
 
 #include <glib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
+#include <system_error>
 
 #include "outputs/outputs.h"
 
@@ -143,6 +146,16 @@ Options ReadOptions(int argc, char** argv)
         throw UsageError(std::string(command.name) +
                          " needs files or folders (- for standard input)");
     }
+    if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1) {
+        throw UsageError("standard input can be read only once");
+    }
+    for (const std::string& input : options.inputs) {
+        std::error_code ignored;
+        if (std::filesystem::equivalent(input, options.output, ignored)) {
+            throw UsageError(input + " is read, so --output cannot be there");
+        }
+    }
+    options.progress = !options.output.empty() || isatty(STDOUT_FILENO) == 0;
     return options;
 }
 

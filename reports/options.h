@@ -45,6 +45,7 @@ struct Options {
     std::string by;
     std::string format = "csv";
     bool partitionByDay = false;
+    bool progress = true;  // of long work; the terminal that shows it does not get the output too
 };
 
 // Prints and exits for --help and --version. Throws UsageError.

@@ -207,12 +207,13 @@ void WriteSuite(XmlOutput& xml, const Run& run)
 
 ExitStatus Junit(const Options& options)
 {
+    const ReportFiles files(options.inputs, options.output);
     OutputFile output(options.output);
     XmlOutput xml;
     bool allPassed = true;
     xml.Start("testsuites");
     const std::vector<std::string> refused =
-        ReadInOrder(ReportFiles(options.inputs), [&](const std::string&, const Run& run) {
+        ReadInOrder(files, options.progress, [&](const std::string&, const Run& run) {
             WriteSuite(xml, run);
             output.Write(xml.Take());
             allPassed = allPassed && run.result == RunResult::kPass;

@@ -90,11 +90,12 @@ std::string RunText(const std::string& file, const Run& run)
 
 ExitStatus Show(const Options& options)
 {
+    const ReportFiles files(options.inputs, options.output);
     OutputFile output(options.output);
     bool allPassed = true;
     bool first = true;
     const std::vector<std::string> refused =
-        ReadInOrder(ReportFiles(options.inputs), [&](const std::string& file, const Run& run) {
+        ReadInOrder(files, options.progress, [&](const std::string& file, const Run& run) {
             output.Write((first ? "" : "\n\n") + RunText(file, run));
             allPassed = allPassed && run.result == RunResult::kPass;
             first = false;

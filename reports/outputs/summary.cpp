@@ -10,7 +10,8 @@ namespace fa
 ExitStatus Summarize(const Options& options)
 {
     std::vector<std::string> refused;
-    const Summary summary = Collect(ReportFiles(options.inputs), options.by, refused);
+    const Summary summary =
+        Collect(ReportFiles(options.inputs, options.output), options.by, refused);
     WriteWhole(options.output, options.json ? SummaryJson(summary, options.by, refused)
                                             : SummaryText(summary, options.by, refused.size()));
     PrintRefused(refused);

@@ -282,13 +282,14 @@ ExitStatus Table(const Options& options)
     } else {
         format = std::make_unique<JsonLines>();
     }
-    TableFiles files(options, format->Head());
+    const ReportFiles files(options.inputs, options.output);
+    TableFiles tables(options, format->Head());
     Row row;
     std::vector<Value> values;
     std::string lastFile;
     int place = 0;
     const std::vector<std::string> refused =
-        ReadInOrder(ReportFiles(options.inputs), [&](const std::string& file, const Run& run) {
+        ReadInOrder(files, options.progress, [&](const std::string& file, const Run& run) {
             place = file == lastFile ? place + 1 : 1;
             lastFile = file;
             AddRun(row, file, place, run);
@@ -301,11 +302,11 @@ ExitStatus Table(const Options& options)
                 SplitValues(item, run.mode, values);
                 for (const Value& value : values) {
                     AddValue(row, value, spec);
-                    files.Write(run, format->Line(row));
+                    tables.Write(run, format->Line(row));
                 }
             }
         });
-    files.Close();
+    tables.Close();
     PrintRefused(refused);
     return refused.empty() ? kAllPassed : kNotAllRead;
 }

@@ -13,7 +13,7 @@ namespace fa
 ExitStatus Page(const Options& options)
 {
     const std::string by = options.by.empty() ? "mm" : options.by;
-    const ReportFiles files(options.inputs);
+    const ReportFiles files(options.inputs, options.output);
     std::vector<FailingRuns> failing(ReadingThreads(), FailingRuns(by));
     std::vector<std::string> refused;
     const Summary summary =

@@ -11,6 +11,7 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "reader/text.h"
 
@@ -28,7 +29,10 @@ constexpr std::size_t kMostThreads = 4;
 class Progress
 {
 public:
-    explicit Progress(std::size_t count) : count_(count), shown_(isatty(STDERR_FILENO) == 1) {}
+    Progress(std::size_t count, bool wanted)
+        : count_(count), shown_(wanted && isatty(STDERR_FILENO) == 1)
+    {
+    }
 
     ~Progress()
     {
@@ -62,7 +66,8 @@ private:
 
 }  // namespace
 
-ReportFiles::ReportFiles(const std::vector<std::string>& names)
+ReportFiles::ReportFiles(const std::vector<std::string>& names, std::string output)
+    : output_(std::move(output))
 {
     for (const std::string& name : names) {
         std::error_code error;
@@ -106,6 +111,9 @@ void ReportFiles::AddFolder(const std::string& path)
     std::sort(entries.begin(), entries.end());
     for (const auto& [name, folder] : entries) {
         const std::string full = (fs::path(path) / name).string();
+        if (!output_.empty() && fs::equivalent(full, output_, error)) {
+            continue;
+        }
         if (folder) {
             AddFolder(full);
         } else {
@@ -126,7 +134,7 @@ std::vector<std::string> ReadAll(const ReportFiles& files,
     std::mutex mutex;  // of both that follow
     std::map<std::size_t, std::string> refused;
     std::exception_ptr failure;
-    Progress progress(files.Count());
+    Progress progress(files.Count(), true);
     const auto work = [&](std::size_t thread) {
         try {
             ReportReader reader;
@@ -168,11 +176,12 @@ std::vector<std::string> ReadAll(const ReportFiles& files,
 }
 
 std::vector<std::string> ReadInOrder(
-    const ReportFiles& files, const std::function<void(const std::string&, const Run&)>& take)
+    const ReportFiles& files, bool showsProgress,
+    const std::function<void(const std::string&, const Run&)>& take)
 {
     std::vector<std::string> lines = files.Problems();
     ReportReader reader;
-    Progress progress(files.Count());
+    Progress progress(files.Count(), showsProgress);
     for (std::size_t file = 0; file < files.Count(); ++file) {
         const std::string path = files.At(file);
         try {

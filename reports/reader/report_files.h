@@ -13,13 +13,14 @@ namespace fa
 {
 
 // Files in the order in which they were named, those of a folder by name, its folders too, with
-// all that is in them. Names that begin with a dot, and what is neither file nor folder, are left
-// out. Links to files are followed, links to folders are not. "-" is standard input.
+// all that is in them. Names that begin with a dot, what is neither file nor folder, and the output
+// are left out. Links to files are followed, links to folders are not. "-" is standard input.
 class ReportFiles
 {
 public:
     // A name that does not lead to a file is a problem, one line each.
-    explicit ReportFiles(const std::vector<std::string>& names);
+    // `output`: a file or folder that may be in one of the folders, and holds none of the reports.
+    explicit ReportFiles(const std::vector<std::string>& names, std::string output = "");
 
     std::size_t Count() const { return offsets_.size(); }
 
@@ -32,6 +33,7 @@ private:
     void AddFile(const std::string& path);
     void AddFolder(const std::string& path);
 
+    std::string output_;
     std::string paths_;  // each with its NUL: a hundred thousand strings would take far more memory
     std::vector<std::size_t> offsets_;
     std::vector<std::string> problems_;
@@ -56,9 +58,10 @@ std::vector<std::string> ReadAll(
     const ReportFiles& files,
     const std::function<void(std::size_t thread, RunOrder order, const Run& run)>& take);
 
-// The same by the calling thread alone, in the order of the files.
+// The same by the calling thread alone, in the order of the files. `showsProgress`: on a
+// terminal.
 std::vector<std::string> ReadInOrder(
-    const ReportFiles& files,
+    const ReportFiles& files, bool showsProgress,
     const std::function<void(const std::string& file, const Run& run)>& take);
 
 }  // namespace fa

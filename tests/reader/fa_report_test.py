@@ -106,7 +106,8 @@ class Story(Case):
                               (["table", "."], 0), (["show", "a/0.txt"], 1),
                               (["show", "a/1.txt", "none"], 3),
                               (["summary", "none"], 3), (["table", "none"], 3), ([], 2), (["sum"], 2),
-                              (["show"], 2), (["show", "--json", "."], 2), (["show", "--bad", "."], 2),
+                              (["show"], 2), (["show", "-", "-"], 2), (["show", "c.txt", "-o", "./c.txt"], 2),
+                              (["show", "--json", "."], 2), (["show", "--bad", "."], 2),
                               (["table", "-f", "xml", "."], 2), (["table", "-p", "day", "."], 2),
                               (["summary", "-o", "none/x", "."], 3), (["page", "."], 0), (["page", "none"], 3),
                               (["page", "-o", "none/x", "."], 3), (["page", "-j", "."], 2), (["--version"], 0), (["--help"], 0)]:
@@ -124,6 +125,9 @@ class Story(Case):
         (self.folder / "loop").symlink_to(self.folder)
         os.mkfifo(self.folder / "pipe")
         self.assertEqual(json.loads(self.call("summary", "-j", "."))["runs"]["all"], 5)
+        for _ in range(2):
+            self.call("table", "-o", "a/out", "a")
+        (self.folder / "a/out").unlink()
         several = "".join(story().values()).encode()
         self.assertEqual(self.call("summary", "-", stdin=several), self.call("summary", "."))
         (self.folder / "gone").symlink_to("nowhere")
@@ -133,7 +137,8 @@ class Story(Case):
                                       "gone: No such file or directory\n")
 
     def test_partitions(self):
-        self.call("table", "-p", "day", "-o", "out", ".")
+        for _ in range(2):
+            self.call("table", "-p", "day", "-o", "out", ".")
         days = {path.parent.name: path.read_text() for path in self.folder.glob("out/*/items.csv")}
         self.assertEqual(sorted(days), ["day=2026-11-17", "day=2026-11-18"])
         whole = self.call("table", "a", "b.txt", "c.txt").splitlines()
