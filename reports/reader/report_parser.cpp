@@ -1,5 +1,7 @@
 #include "reader/report_parser.h"
 
+#include <glib.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
@@ -70,8 +72,10 @@ std::uint64_t ReadStart(std::string_view text)
     const auto hour = start / 10'000 % 100;
     const auto day = start / 1'000'000 % 100;
     const auto month = start / 100'000'000 % 100;
-    const bool valid = second <= 60 && minute < 60 && hour < 24 && day >= 1 && day <= 31 &&
-                       month >= 1 && month <= 12;
+    const auto year = start / 10'000'000'000;
+    const bool valid = second <= 60 && minute < 60 && hour < 24 &&
+                       g_date_valid_dmy(static_cast<GDateDay>(day), static_cast<GDateMonth>(month),
+                                        static_cast<GDateYear>(year)) != FALSE;
     return valid ? start : 0;
 }
 
