@@ -91,7 +91,8 @@ void AddValue(JsonWriter& writer, const ValueSummary& value)
         writer.Count("not_numbers", value.others);
         if (value.count > 0) {
             writer.Number("mean", value.mean);
-            writer.Number("deviation", value.deviation);
+            writer.Number("deviation",
+                          value.count > 1 ? std::optional<double>(value.deviation) : std::nullopt);
             writer.Number("min", value.min);
             writer.Number("max", value.max);
         }

@@ -215,10 +215,11 @@ std::string ValueRows(const ValueSummary& value)
     }
     const std::string range = Digits(value.min, 10) + " to " + Digits(value.max, 10);
     const auto count = static_cast<std::uint64_t>(value.count);
-    return "  " + Left(ValueName(value), 46) + Right(measured ? range : "-", 21) + Right(cp, 11) +
-           "\n    " + Left(LimitText(value), 20) + Right(Count(count), 8) +
+    return "  " + Left(ValueName(value), 41) + Right(measured ? range : "-", 26) + " " +
+           Right(cp, 10) + "\n    " + Left(LimitText(value), 20) + Right(Count(count), 8) +
            Right(measured ? Digits(value.mean) : "-", 13) +
-           Right(value.count > 1 ? Digits(value.deviation, 4) : "-", 12) + Right(cpk, 23) + "\n";
+           Right(value.count > 1 ? Digits(value.deviation, 4) : "-", 12) + " " + Right(cpk, 22) +
+           "\n";
 }
 
 std::string Values(const Summary& summary)

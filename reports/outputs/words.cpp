@@ -53,27 +53,16 @@ std::string CodesText(const std::optional<CodePair>& codes)
 LimitTexts LimitsOf(const Spec& spec, int position)
 {
     LimitTexts limits;
-    switch (spec.kind) {
-        case SpecKind::kGreaterEqual:
-        case SpecKind::kGreater:
-            limits.low = spec.limits[0];
-            break;
-        case SpecKind::kLessEqual:
-        case SpecKind::kLess:
-            limits.high = spec.limits[0];
-            break;
-        case SpecKind::kRange:
-            limits.low = spec.limits[0];
-            limits.high = spec.limits[1];
-            break;
-        case SpecKind::kList: {
-            const auto place = static_cast<std::size_t>(position) - 1;
-            limits.expected = place < spec.limits.size() ? spec.limits[place] : std::string_view();
-            break;
-        }
-        default:
-            limits.expected = spec.limits[0];
-            break;
+    if (HasLowLimit(spec.kind)) {
+        limits.low = spec.limits.front();
+    }
+    if (HasHighLimit(spec.kind)) {
+        limits.high = spec.limits.back();
+    }
+    if (!HasLowLimit(spec.kind) && !HasHighLimit(spec.kind)) {
+        const auto place =
+            spec.kind == SpecKind::kList ? static_cast<std::size_t>(position) - 1 : 0;
+        limits.expected = place < spec.limits.size() ? spec.limits[place] : std::string_view();
     }
     return limits;
 }

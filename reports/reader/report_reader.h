@@ -123,6 +123,18 @@ enum class SpecKind {
     kList
 };
 
+// Of the limits of such a Spec, the first is the low one and the last the high one.
+inline bool HasLowLimit(SpecKind kind)
+{
+    return kind == SpecKind::kRange || kind == SpecKind::kGreaterEqual ||
+           kind == SpecKind::kGreater;
+}
+
+inline bool HasHighLimit(SpecKind kind)
+{
+    return kind == SpecKind::kRange || kind == SpecKind::kLessEqual || kind == SpecKind::kLess;
+}
+
 struct Spec {
     SpecKind kind = SpecKind::kValue;
     std::vector<std::string_view> limits;  // of kRange low and high, of kList all, else one

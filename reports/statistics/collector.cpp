@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <functional>
-#include <limits>
+#include <tuple>
 #include <utility>
 
 #include "reader/text.h"
@@ -16,14 +16,13 @@ namespace
 constexpr std::size_t kDays = 0;
 constexpr std::size_t kBy = 1;
 
-std::string DayOf(std::uint64_t start)
+std::string DayOf(const Run& run)
 {
-    if (start == 0) {
+    if (run.start == 0) {
         return "";
     }
-    const std::string text = std::to_string(start);
-    const std::string digits = std::string(14 - text.size(), '0') + text;
-    return digits.substr(0, 4) + "-" + digits.substr(4, 2) + "-" + digits.substr(6, 2);
+    std::string day(run.startTime.substr(0, 8));
+    return day.insert(6, "-").insert(4, "-");
 }
 
 // What makes an item the same in all reports.
@@ -92,7 +91,7 @@ void Collector::Take(RunOrder order, const Run& run)
     mark.start = run.start;
     mark.order = order;
     mark.passed = run.result == RunResult::kPass;
-    mark.groups = {groupings_[kDays].Number(DayOf(run.start)),
+    mark.groups = {groupings_[kDays].Number(DayOf(run)),
                    by_.empty() ? 0 : groupings_[kBy].Number(JoinedLines(run.Value(by_)))};
     const std::uint64_t passed = mark.passed ? 1 : 0;
     ++totals_.yield.runs;
@@ -199,21 +198,11 @@ void Collector::ReadLimits(ItemSums& sums, const Item& item, ReportMode mode)
         sums.lastNumeric = sums.lastNumeric && ReadNumber(spec.limits[i], numbers[i]);
     }
     sums.lastLimits = Limits{spec.kind};
-    switch (spec.kind) {
-        case SpecKind::kGreaterEqual:
-        case SpecKind::kGreater:
-            sums.lastLimits.low = numbers[0];
-            break;
-        case SpecKind::kLessEqual:
-        case SpecKind::kLess:
-            sums.lastLimits.high = numbers[0];
-            break;
-        case SpecKind::kRange:
-            sums.lastLimits.low = numbers[0];
-            sums.lastLimits.high = numbers[1];
-            break;
-        default:
-            break;
+    if (HasLowLimit(spec.kind)) {
+        sums.lastLimits.low = numbers.front();
+    }
+    if (HasHighLimit(spec.kind)) {
+        sums.lastLimits.high = numbers.back();
     }
 }
 
@@ -293,8 +282,8 @@ std::vector<ItemSummary> Collector::ItemSummaries() const
     std::uint64_t before = 0;
     for (ItemSummary& item : items) {
         before += item.failures;
-        item.share = Share(item.failures, failures).value_or(0);
-        item.cumulativeShare = Share(before, failures).value_or(0);
+        item.share = Share(item.failures, failures);
+        item.cumulativeShare = Share(before, failures);
     }
     return items;
 }
@@ -311,12 +300,10 @@ std::vector<ValueSummary> Collector::ValueSummaries() const
             value.code = key.code;
             value.position = key.position;
             value.kind = key.limits.kind;
-            const bool range = value.kind == SpecKind::kRange;
-            if (range || value.kind == SpecKind::kGreater ||
-                value.kind == SpecKind::kGreaterEqual) {
+            if (HasLowLimit(value.kind)) {
                 value.low = Unscaled(static_cast<double>(key.limits.low));
             }
-            if (range || value.kind == SpecKind::kLess || value.kind == SpecKind::kLessEqual) {
+            if (HasHighLimit(value.kind)) {
                 value.high = Unscaled(static_cast<double>(key.limits.high));
             }
             value.others = sums.others;
@@ -336,8 +323,9 @@ std::vector<ValueSummary> Collector::ValueSummaries() const
         }
     }
     const auto rank = [](const ValueSummary& value) {
-        return value.capability ? value.capability->cpk.value
-                                : std::numeric_limits<double>::infinity();
+        const bool ranked = value.capability.has_value();
+        return std::make_tuple(!ranked, ranked ? value.capability->cpk.value : 0,
+                               !HasLimits(value.kind));
     };
     std::stable_sort(values.begin(), values.end(),
                      [&](const auto& a, const auto& b) { return rank(a) < rank(b); });

@@ -35,7 +35,7 @@ std::int64_t WiderThan(std::int64_t width)
 
 bool HasLimits(SpecKind kind)
 {
-    return kind != SpecKind::kValue && kind != SpecKind::kNotEqual && kind != SpecKind::kList;
+    return HasLowLimit(kind) || HasHighLimit(kind);
 }
 
 void Histogram::Add(std::int64_t number)

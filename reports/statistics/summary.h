@@ -42,8 +42,8 @@ struct ItemSummary {
     std::uint64_t runs = 0;  // with a result
     std::uint64_t failures = 0;
     std::uint64_t withoutResult = 0;
-    double share = 0;            // of all items' failures
-    double cumulativeShare = 0;  // its own and those of the items before it
+    std::optional<double> share;            // of all items' failures
+    std::optional<double> cumulativeShare;  // its own and those of the items before it
     // Of detailed and raw reports.
     std::uint64_t passedOnRetry = 0;
     std::optional<double> medianDuration;
@@ -80,7 +80,7 @@ struct Summary {
     std::vector<GroupSummary> days;    // "2026-11-17", in their order
     std::vector<GroupSummary> groups;  // by the information key, the lowest yield first
     std::vector<ItemSummary> items;    // the most failures first
-    std::vector<ValueSummary> values;  // the lowest Cpk first, then those without
+    std::vector<ValueSummary> values;  // the lowest Cpk first, then other limits, then the rest
 };
 
 }  // namespace fa

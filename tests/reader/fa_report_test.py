@@ -321,9 +321,12 @@ class Numbers(Case):
     def test_few_values(self):
         """An index takes 30 values."""
         for n in range(30):
-            self.write(f"{n:02}", report("U", 20261117000000 + n, "pass", [item("A", "pass", "0~9", n % 3)]))
-            values = json.loads(self.call("summary", "-j", "."))["values"]
-            self.assertEqual("cpk" in values[0], n == 29)
+            self.write(f"{n:02}", report("U", f"202602{n + 1:02}000000", "pass", [item("A", "pass", "0~9", n % 3)]))
+            summary = json.loads(self.call("summary", "-j", "."))
+            value, = summary["values"]
+            self.assertEqual(["cpk" in value, value["deviation"] is None], [n == 29, n == 0])
+            self.assertEqual(summary["without_start_time"], max(0, n - 27))
+            self.assertIsNone(summary["items"][0]["share"])
 
 
 class Hostile(Case):
