@@ -153,7 +153,7 @@ void ReportParser::ReadInformation(Run& run)
             continue;
         }
         if (emptyLines != (afterMask ? 1 : 0)) {
-            Refuse(next_, emptyLines > 0 ? "a line behind the end of the information section"
+            Refuse(next_, emptyLines > 0 ? "a line after the end of the information section"
                                          : "an empty line is missing in front of it");
         }
         emptyLines = 0;
@@ -250,13 +250,13 @@ void ReportParser::ReadCodes(Item& item)
     const std::string_view codes = line.substr(length);
     if (codes.size() != kForm.size() || codes.substr(0, 4) != kForm.substr(0, 4) ||
         codes[6] != ' ' || !IsHex(codes.substr(4, 2)) || !IsHex(codes.substr(7))) {
-        Refuse(line.data(), "the item's codes are missing behind its name");
+        Refuse(line.data(), "the item's codes are missing after its name");
     }
     item.name = line.substr(0, length);
     item.codes = CodePair{HexByte(&codes[4]), HexByte(&codes[7])};
 }
 
-// Behind "result=fail": what an item shows whose record is wrong. In a simple report a failed item
+// After "result=fail": what an item shows whose record is wrong. In a simple report a failed item
 // may look the same; "spec=error" is such an item's where values follow, which an error has none
 // of.
 bool ReportParser::BeginsErrorForm(ReportMode mode)
@@ -339,7 +339,7 @@ bool ReportParser::AtEnd()
     return next_ == end_;
 }
 
-// No literal holds a zero, so none matches what stands behind the text.
+// No literal holds a zero, so none matches what stands after the text.
 inline bool ReportParser::Sees(std::string_view literal) const
 {
     return std::memcmp(next_, literal.data(), literal.size()) == 0;
@@ -384,7 +384,7 @@ inline std::string_view ReportParser::Text(std::string_view key)
     return RestOfLine();
 }
 
-// The rest of this line, with the indented lines behind it in a simple report.
+// The rest of this line, with the indented lines after it in a simple report.
 inline std::string_view ReportParser::Lines(ReportMode mode)
 {
     std::string_view text = RestOfLine();

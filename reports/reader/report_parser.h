@@ -20,7 +20,7 @@ struct Unreadable {
     std::string reason;
 };
 
-// So many bytes behind the text are readable and zero, so that a line is compared without counting.
+// So many bytes after the text are readable and zero, so that a line is compared without counting.
 constexpr std::size_t kTextPadding = 32;
 
 class ReportParser

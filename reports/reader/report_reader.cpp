@@ -168,7 +168,7 @@ private:
         std::memset(memory_.data() + end_, 0, kTextPadding);
     }
 
-    // Makes room behind the report that has begun, and reads on.
+    // Makes room after the report that has begun, and reads on.
     void ReadOn()
     {
         if (begin_ > 0) {
@@ -215,7 +215,7 @@ void ReportReader::Read(const std::string& file, const Take& take)
         if (count == 0) {
             throw Unreadable{window_->Rest(), "no report: there is nothing here"};
         }
-        // All are sound. What has been written behind them since then is not read.
+        // All are sound. What has been written after them since then is not read.
         for (window_->Rewind(); count > 0 && window_->Next(run_); --count) {
             take(run_);
         }
