@@ -183,8 +183,7 @@ class Page(Case):
         self.assertEqual(drawn, {4.98: 40, 4.99: 40, 5.0: 40, 5.01: 40, 5.02: 40})
         self.assertEqual([supply["allowed_from"], supply["allowed_below"]], [4.75, 5.26])
 
-    def test_failing_runs(self):
-        """The latest of them, wherever they are, with a few of their reasons."""
+    def test_the_latest_failing_runs(self):
         items = [item(f"Item {n}", "fail", failed="^" + "long" * 99 + "^", codes=(1, n)) for n in range(7)]
         runs = [(f"2026111708{n // 60:02}{n % 60:02}", result) for n, result in enumerate(["fail", "timeout", "stop", ""] * 160)]
         random.Random(7).shuffle(runs)
@@ -197,13 +196,11 @@ class Page(Case):
         self.assertEqual([(run["serial_number"], run["result"], run["group"]) for run in data["failing_runs"]],
                          [(start, result, result + " 1") for start, result in latest])
         for run in data["failing_runs"]:
-            failed = run["result"] == "fail"
-            self.assertEqual([len(run["reasons"]), run["more_reasons"]], [5, 2] if failed else [0, 0])
+            self.assertEqual([len(run["reasons"]), run["more_reasons"]], [5, 2] if run["result"] == "fail" else [0, 0])
             self.assertTrue(all(len(reason) == 301 for reason in run["reasons"]))
             self.assertIn(f"s/n={run['serial_number']}\n", (self.folder / run["file"]).read_text())
 
-    def test_file(self):
-        """A page that is there is replaced at once; a pipe is written to."""
+    def test_replaces_a_file_at_once_and_writes_to_a_pipe(self):
         self.write("1", *story().values())
         self.call("page", "-o", "page", "1")
         os.link(self.folder / "page", self.folder / "before")
