@@ -19,16 +19,16 @@ inline void AwaitLibrary()
     AwaitBus(connection);
 }
 
-class ClientTest : public ::testing::Test
+class ClientTest : public testing::Test
 {
 protected:
     ClientTest()
     {
-        // GLib's own text without the place in its sources.
+        // What GLib complains about, without the place in its sources.
         const auto note = [](const char*, GLogLevelFlags level, const char* message, gpointer) {
+            const char* text = std::strstr(message, "instance '");
             if ((level & G_LOG_LEVEL_MASK) <= G_LOG_LEVEL_WARNING) {
-                const char* text = std::strstr(message, "instance '");
-                Note(std::string("GLib: ") + (text != nullptr ? text : message));
+                Note(Format("GLib: %s", text != nullptr ? text : message));
             }
         };
         g_log_set_default_handler(note, nullptr);

@@ -1,18 +1,25 @@
 // Every function that makes one call of the service, as a row: what it is called, how it is logged,
 // what its arguments become on the bus, and what it refuses. One check takes each row through every
 // answer that a service gives, through no bus at all and the first connection, and compares all
-// that happens.
+// that happens. The switch of the local set, which is built on one of them, follows.
+#include <sys/mman.h>
+
+#include <deque>
+#include <functional>
+#include <numeric>
 #include <optional>
+#include <sstream>
+#include <utility>
+#include <vector>
 
 #include "client/client_test.h"
+#include "support/scripted_platform.h"
 
-// Compiled as C.
+// In an application in C.
 extern "C" int ChangeBaudRateFromC(unsigned int rate);
 
 namespace
 {
-
-using namespace std::string_literals;
 
 // One way to call a function.
 struct Use {
@@ -22,18 +29,20 @@ struct Use {
     std::string arguments = {};        // on the bus; empty where the call is refused
 };
 
-enum Rule { kAnyResult, kNonZeroResult };
+// Which of the service's results succeed, by what is logged of 0.
+constexpr char kAnyResult[] = "D OK retVal[0]";
+constexpr char kNonZeroResult[] = "E NG retVal[0]";
 
 struct Row {
     Row(const char* theFunction, const char* theSource, const char* theMethod, const char* theCall,
-        const char* theError, Rule theRule, std::vector<Use> theUses,
+        const char* theError, const char* theVerdict, std::vector<Use> theUses,
         int theLine = __builtin_LINE())
         : function(theFunction),
           source(theSource),
           method(theMethod),
           call(theCall),
           error(theError),
-          rule(theRule),
+          verdictOfZero(theVerdict),
           uses(std::move(theUses)),
           line(theLine)
     {
@@ -44,7 +53,7 @@ struct Row {
     std::string method;
     std::string call;   // named where the call fails
     std::string error;  // and the priority and the name of the error's text
-    Rule rule;          // which of the service's results succeed
+    std::string verdictOfZero;
     std::vector<Use> uses;
     int line;
 };
@@ -66,17 +75,15 @@ std::string Each(const char* format, const Bytes& bytes, const char* separator)
     return text;
 }
 
-Bytes Counted(unsigned int count)
+Bytes Counted(std::size_t count)
 {
     Bytes bytes(count);
-    for (unsigned int i = 0; i < count; ++i) {
-        bytes[i] = static_cast<unsigned char>(i + 1);
-    }
+    std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(1));
     return bytes;
 }
 
 // A packet that is sent. `logged` and `type` are what a function has of its own before the length.
-Use Sends(std::function<int(const unsigned char*, unsigned int)> send, const Bytes& packet,
+Use Sends(int (*send)(const unsigned char*, unsigned int), const Bytes& packet,
           const std::string& logged = "", const std::string& type = "")
 {
     const auto length = static_cast<unsigned int>(packet.size());
@@ -90,7 +97,7 @@ Use SendsWithData(int data0, int data1, const Bytes& data)
     const auto length = static_cast<unsigned char>(data.size());
     std::string bytes;
     for (std::size_t k = 0; k < data.size(); ++k) {
-        bytes += Format("%sD command data[%zu]: %d", k > 0 ? "\n" : "", k, data[k]);
+        bytes += Format("D command data[%zu]: %d\n", k, data[k]);
     }
     return {[=] { return automation_execute_command_with_data(data0, data1, data.data(), length); },
             Format("D Data0[%x] Data1[%x], length[%d]", unsigned(data0), unsigned(data1), length),
@@ -99,215 +106,295 @@ Use SendsWithData(int data0, int data1, const Bytes& data)
                 Format("], %d)", length)};
 }
 
-int Ack4(const unsigned char* packet, unsigned int length)
+template <int kType>
+int Ack(const unsigned char* packet, unsigned int length)
 {
-    return automation_send_rs232_ack(4, length, packet);
+    return automation_send_rs232_ack(kType, length, packet);
 }
 
-int AckMinus1(const unsigned char* packet, unsigned int length)
-{
-    return automation_send_rs232_ack(-1, length, packet);
-}
-
-const unsigned char* const kBytes = reinterpret_cast<const unsigned char*>("\x01\x02");
-const unsigned char* const kZeroFirst = reinterpret_cast<const unsigned char*>("\0\x02");
-const std::string kNoUart = "E automation_send_message_by_ex_uart-Wrong Parameters";
-const std::string kNoRjp = "E automation_send_rjp_data-Wrong Parameters";
-const std::string kNoAck = "E automation_send_rs232_ack-Wrong Parameters";
-const std::string kNull = "E parameter is null";
+const auto* const kBytes = reinterpret_cast<const unsigned char*>("\x01\x02");
+const auto* const kZeroFirst = reinterpret_cast<const unsigned char*>("\0\x02");
+// Where the length decides, not even the first byte is read.
+const auto* const kUnreadable = static_cast<const unsigned char*>(
+    mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+constexpr char kNoUart[] = "E automation_send_message_by_ex_uart-Wrong Parameters";
+constexpr char kNoRjp[] = "E automation_send_rjp_data-Wrong Parameters";
+constexpr char kNoAck[] = "E automation_send_rs232_ack-Wrong Parameters";
+constexpr char kNull[] = "E parameter is null";
 
 const Row kRows[] = {
-    {"automation_copy_log_to_usb",
-     "control_calls",
-     "CopyLogToUsb",
-     "automation_proxy_call_copy_log_to_usb_sync",
-     "E execute_command_sync",
-     kNonZeroResult,
-     {{automation_copy_log_to_usb, "", "", "()"}}},
-    {"automation_change_packet_length_serial_source",
-     "control_calls",
-     "ChangePacketLengthSerialSource",
-     "automation_proxy_call_change_packet_length_serial_source_sync",
-     "E execute_command_sync",
-     kNonZeroResult,
-     {{[] { return automation_change_packet_length_serial_source(0); }, "D uiLen[0]", "", "(0,)"},
-      {[] { return automation_change_packet_length_serial_source(0xFFFFFFFF); }, "D uiLen[-1]", "",
-       "(-1,)"}}},
-    {"automation_change_baud_rate_ex_uart",
-     "control_calls",
-     "ChangeBaudRateExUart",
-     "automation_proxy_call_change_baud_rate_ex_uart_sync",
-     "E execute_command_sync",
-     kNonZeroResult,
-     {{[] { return ChangeBaudRateFromC(9600); }, "D uibdRate[9600]", "", "(9600,)"},
-      {[] { return ChangeBaudRateFromC(115200); }, "D uibdRate[115200]", "", "(115200,)"},
-      {[] { return ChangeBaudRateFromC(57600); }, "D uibdRate[57600]\nD uibdRate[57600]", {}},
-      {[] { return ChangeBaudRateFromC(0xFFFFFFFF); }, "D uibdRate[-1]\nD uibdRate[-1]", {}}}},
-    {"automation_close_ex_uart",
-     "control_calls",
-     "CloseExUart",
-     "automation_proxy_close_ex_uart_sync",
-     "E close_ex_uart_sync",
-     kNonZeroResult,
-     {{automation_close_ex_uart, "D automation_close_ex_uart", "", "()"}}},
-    {"automation_execute_command",
-     "commands",
-     "ExecuteCommand",
-     "automation_proxy_call_execute_command_sync",
-     "E execute_command_sync",
-     kAnyResult,
-     {{[] { return automation_execute_command(0x5A, 0); }, "D Data0[5a] Data1[0]", "", "(90, 0)"},
-      {[] { return automation_execute_command(-1, -2); }, "D Data0[ffffffff] Data1[fffffffe]", "",
-       "(-1, -2)"},
-      {[] { return automation_execute_command(0, 1); }, kNull, {}}}},
-    {"automation_execute_command_with_data",
-     "commands",
-     "ExecuteCommandWithData",
-     "automation_proxy_call_execute_command_with_data_sync",
-     "E execute_command_with_data_sync",
-     kAnyResult,
-     {SendsWithData(1, 2, {0x10, 0xFF}),
-      SendsWithData(-1, 0, {0}),
-      SendsWithData(90, -2, Counted(255)),
-      {[] { return automation_execute_command_with_data(0, 1, kBytes, 2); }, kNull, {}},
-      {[] { return automation_execute_command_with_data(1, 1, kBytes, 0); }, kNull, {}},
-      {[] { return automation_execute_command_with_data(1, 1, nullptr, 2); }, kNull, {}}}},
-    {"automation_send_message_by_ex_uart",
-     "packets",
-     "SendMessageByExUart",
-     "automation_proxy_call_send_message_by_ex_uart_sync",
-     "I send_message_by_ex_uart",
-     kNonZeroResult,
-     {Sends(automation_send_message_by_ex_uart, {0x7F, 0, 0xFF, 0x80}),
-      Sends(automation_send_message_by_ex_uart, Counted(258)),
-      {[] { return automation_send_message_by_ex_uart(kBytes, 0); }, "D ulLength[0]", kNoUart},
-      {[] { return automation_send_message_by_ex_uart(kZeroFirst, 2); }, "D ulLength[2]", kNoUart},
-      {[] { return automation_send_message_by_ex_uart(nullptr, 1); }, "D ulLength[1]", kNoUart},
-      {[] { return automation_send_message_by_ex_uart(nullptr, 0x80000000); },
-       "D ulLength[-2147483648]", kNoUart}}},
-    {"automation_send_rjp_data",
-     "packets",
-     "SendRjpData",
-     "automation_proxy_call_send_rjp_data_sync",
-     "I automation_proxy_call_send_rjp_data_sync",
-     kNonZeroResult,
-     {Sends(automation_send_rjp_data, {0x7F}),
-      Sends(automation_send_rjp_data, {0xFF, 0, 0, 1}),
-      {[] { return automation_send_rjp_data(kBytes, 0); }, "D ulLength[0]", kNoRjp},
-      {[] { return automation_send_rjp_data(kBytes, 8000001); }, "D ulLength[8000001]", kNoRjp},
-      {[] { return automation_send_rjp_data(kZeroFirst, 1); }, "D ulLength[1]", kNoRjp}}},
-    {"automation_send_rs232_ack",
-     "packets",
-     "SendRS232Ack",
-     "automation_proxy_call_send_rs232_ack_sync",
-     "I send_rs232_ack_sync",
-     kNonZeroResult,
-     {Sends(Ack4, {0x7F, 0}, "eProtocolType[4] ", "4, "),
-      Sends(AckMinus1, {0xFF}, "eProtocolType[-1] ", "-1, "),
-      {[] { return automation_send_rs232_ack(5, 2, kBytes); }, "D eProtocolType[5] ulLength[2]",
-       kNoAck},
-      {[] { return Ack4(kBytes, 0); }, "D eProtocolType[4] ulLength[0]", kNoAck},
-      {[] { return Ack4(kZeroFirst, 2); }, "D eProtocolType[4] ulLength[2]", kNoAck}}},
+    Row("automation_copy_log_to_usb", "control_calls", "CopyLogToUsb",
+        "automation_proxy_call_copy_log_to_usb_sync", "E execute_command_sync", kNonZeroResult,
+        {{automation_copy_log_to_usb, "", "", "()"}}),
+    Row("automation_change_packet_length_serial_source", "control_calls",
+        "ChangePacketLengthSerialSource",
+        "automation_proxy_call_change_packet_length_serial_source_sync", "E execute_command_sync",
+        kNonZeroResult,
+        {{[] { return automation_change_packet_length_serial_source(0); }, "D uiLen[0]", "",
+          "(0,)"},
+         {[] { return automation_change_packet_length_serial_source(0xFFFFFFFF); }, "D uiLen[-1]",
+          "", "(-1,)"}}),
+    Row("automation_change_baud_rate_ex_uart", "control_calls", "ChangeBaudRateExUart",
+        "automation_proxy_call_change_baud_rate_ex_uart_sync", "E execute_command_sync",
+        kNonZeroResult,
+        {{[] { return ChangeBaudRateFromC(9600); }, "D uibdRate[9600]", "", "(9600,)"},
+         {[] { return ChangeBaudRateFromC(115200); }, "D uibdRate[115200]", "", "(115200,)"},
+         {[] { return ChangeBaudRateFromC(57600); }, "D uibdRate[57600]\nD uibdRate[57600]", {}},
+         {[] { return ChangeBaudRateFromC(0xFFFFFFFF); }, "D uibdRate[-1]\nD uibdRate[-1]", {}}}),
+    Row("automation_close_ex_uart", "control_calls", "CloseExUart",
+        "automation_proxy_close_ex_uart_sync", "E close_ex_uart_sync", kNonZeroResult,
+        {{automation_close_ex_uart, "D automation_close_ex_uart", "", "()"}}),
+    Row("automation_execute_command", "commands", "ExecuteCommand",
+        "automation_proxy_call_execute_command_sync", "E execute_command_sync", kAnyResult,
+        {{[] { return automation_execute_command(0x5A, 0); }, "D Data0[5a] Data1[0]", "",
+          "(90, 0)"},
+         {[] { return automation_execute_command(-1, -2); }, "D Data0[ffffffff] Data1[fffffffe]",
+          "", "(-1, -2)"},
+         {[] { return automation_execute_command(0, 1); }, kNull, {}}}),
+    Row("automation_send_message_by_ex_uart", "packets", "SendMessageByExUart",
+        "automation_proxy_call_send_message_by_ex_uart_sync", "I send_message_by_ex_uart",
+        kNonZeroResult,
+        {Sends(automation_send_message_by_ex_uart, {0x7F, 0, 0xFF, 0x80}),
+         Sends(automation_send_message_by_ex_uart, Counted(258)),
+         {[] { return automation_send_message_by_ex_uart(kUnreadable, 0); }, "D ulLength[0]",
+          kNoUart},
+         {[] { return automation_send_message_by_ex_uart(kUnreadable, 8000001); },
+          "D ulLength[8000001]", kNoUart},
+         {[] { return automation_send_message_by_ex_uart(kZeroFirst, 2); }, "D ulLength[2]",
+          kNoUart},
+         {[] { return automation_send_message_by_ex_uart(nullptr, 1); }, "D ulLength[1]",
+          kNoUart}}),
+    Row("automation_send_rjp_data", "packets", "SendRjpData",
+        "automation_proxy_call_send_rjp_data_sync", "I automation_proxy_call_send_rjp_data_sync",
+        kNonZeroResult,
+        {Sends(automation_send_rjp_data, {0x7F}),
+         Sends(automation_send_rjp_data, {0xFF, 0, 0, 1}),
+         {[] { return automation_send_rjp_data(kUnreadable, 0); }, "D ulLength[0]", kNoRjp},
+         {[] { return automation_send_rjp_data(kUnreadable, 0x80000000); },
+          "D ulLength[-2147483648]", kNoRjp},
+         {[] { return automation_send_rjp_data(kZeroFirst, 1); }, "D ulLength[1]", kNoRjp}}),
+    Row("automation_send_rs232_ack", "packets", "SendRS232Ack",
+        "automation_proxy_call_send_rs232_ack_sync", "I send_rs232_ack_sync", kNonZeroResult,
+        {Sends(Ack<4>, {0x7F, 0}, "eProtocolType[4] ", "4, "),
+         Sends(Ack<-1>, {0xFF}, "eProtocolType[-1] ", "-1, "),
+         {[] { return Ack<5>(kBytes, 2); }, "D eProtocolType[5] ulLength[2]", kNoAck},
+         {[] { return Ack<4>(kUnreadable, 0); }, "D eProtocolType[4] ulLength[0]", kNoAck},
+         {[] { return Ack<0>(kUnreadable, 0xFFFFFFFF); }, "D eProtocolType[0] ulLength[-1]",
+          kNoAck},
+         {[] { return Ack<4>(kZeroFirst, 2); }, "D eProtocolType[4] ulLength[2]", kNoAck}}),
+    Row("automation_execute_command_with_data", "commands", "ExecuteCommandWithData",
+        "automation_proxy_call_execute_command_with_data_sync", "E execute_command_with_data_sync",
+        kAnyResult,
+        {SendsWithData(1, 2, {0x10, 0xFF}),
+         SendsWithData(-1, 0, {0}),
+         SendsWithData(90, -2, Counted(255)),
+         {[] { return automation_execute_command_with_data(0, 1, kBytes, 2); }, kNull, {}},
+         {[] { return automation_execute_command_with_data(1, 1, kBytes, 0); }, kNull, {}},
+         {[] { return automation_execute_command_with_data(1, 1, nullptr, 2); }, kNull, {}}}),
 };
 
-// What a service answers, and what follows.
-struct Outcome {
-    std::string answer;
-    std::function<std::string(const Row&)> log;
-    std::function<int(const Row&)> result;
+// What a service answers, and what is logged of it: the verdict, none where the answer is zero or
+// an error, and the error's text, none where it is a result.
+struct Reply {
+    const char* body;
+    const char* verdict;
+    const char* error;
 };
 
-int Failure(const Row& /*row*/)
-{
-    return -1;
-}
-
-int Success(const Row& /*row*/)
-{
-    return 0;
-}
-
-std::string Failed(const Row& row, const std::string& error)
-{
-    return Logged("call_frame", row.function,
-                  "E ERR: " + row.call + " return false" +
-                      (error.empty() ? "" : "\n" + row.error + " err[" + error + "]"));
-}
-
-const Outcome kOutcomes[] = {
-    {"((1,),)", [](auto& row) { return Logged("call_frame", row.function, "D OK retVal[1]"); },
-     Success},
-    {"((-5,),)", [](auto& row) { return Logged("call_frame", row.function, "D OK retVal[-5]"); },
-     Success},
-    {"((0,),)",
-     [](auto& row) {
-         return Logged("call_frame", row.function,
-                       row.rule == kAnyResult ? "D OK retVal[0]" : "E NG retVal[0]");
-     },
-     [](auto& row) { return row.rule == kAnyResult ? 0 : -1; }},
-    {"!not today", [](auto& row) { return Failed(row, "GDBus.Error:test.Refused: not today"); },
-     Failure},
-    {"('text',)",
-     [](auto& row) {
-         return Failed(row,
-                       "Method “" + row.method + "” returned type “(s)”, but expected “((i))”");
-     },
-     Failure},
+const Reply kReplies[] = {
+    {"((1,),)", "D OK retVal[1]", nullptr},
+    {"((-5,),)", "D OK retVal[-5]", nullptr},
+    {"((0,),)", nullptr, nullptr},
+    {"!not today", nullptr, "GDBus.Error:test.Refused: not today"},
+    {"('text',)", nullptr, "Method “%s” returned type “(s)”, but expected “((i))”"},
 };
+
+// All that a use logs and sends, and its result; `connection` is what connecting logs, `answer`
+// null without a bus.
+std::string Happens(const Row& row, const Use& use, const std::string& connection,
+                    const Reply* answer)
+{
+    std::string trace = Logged(row.source, row.function, use.before);
+    if (use.after) {
+        trace += connection + Logged(row.source, row.function, *use.after);
+    }
+    if (use.arguments.empty()) {
+        return trace + "= -1\n";
+    }
+    std::string outcome = "E ERR: " + row.call + " return false";
+    if (answer != nullptr) {
+        trace += "service: " + row.method + " " + use.arguments + "\n";
+        if (answer->error != nullptr) {
+            outcome += "\n" + row.error + " err[" + Format(answer->error, row.method.c_str()) + "]";
+        } else {
+            outcome = answer->verdict != nullptr ? answer->verdict : row.verdictOfZero;
+        }
+    }
+    return trace + Logged("call_frame", row.function, outcome) +
+           (outcome[0] == 'D' ? "= 0\n" : "= -1\n");
+}
 
 class CommandTest : public ClientTest, public testing::WithParamInterface<Row>
 {
 protected:
-    // Expects all that a use does; `connection` is what connecting logs, `outcome` null without a
-    // bus.
-    void Expect(const Row& row, const Use& use, const std::string& connection,
-                const Outcome* outcome)
+    void Expect(const Use& use, const std::string& connection, const Reply* answer)
     {
-        const testing::ScopedTrace where(
-            __FILE__, row.line,
-            row.function + ", use " + std::to_string(&use - row.uses.data() + 1));
-        if (outcome != nullptr) {
-            service.Answer(row.method, outcome->answer);
+        const Row& row = GetParam();
+        const auto number = std::to_string(&use - row.uses.data() + 1);
+        const testing::ScopedTrace where(__FILE__, row.line, row.function + ", use " + number);
+        if (answer != nullptr) {
+            service.Answer(row.method, answer->body);
         }
         Call(use.call);
-        std::string expected = Logged(row.source, row.function, use.before);
-        int result = -1;
-        if (use.after) {
-            expected += connection == "first" ? Connected() : connection;
-            expected += Logged(row.source, row.function, *use.after);
-        }
-        if (!use.arguments.empty()) {
-            if (outcome != nullptr) {
-                expected += "service: " + row.method + " " + use.arguments + "\n";
-            }
-            expected += outcome != nullptr ? outcome->log(row) : Failed(row, "");
-            result = outcome != nullptr ? outcome->result(row) : -1;
-        }
-        EXPECT_TRACE(expected + "= " + std::to_string(result) + "\n");
+        EXPECT_TRACE(Happens(row, use, connection == "first" ? Connected() : connection, answer));
     }
 };
 
 TEST_P(CommandTest, IsLoggedSentJudgedAndRefusedAsItsRowSays)
 {
-    const Row& row = GetParam();
     HideBus();
-    for (const Use& use : row.uses) {
-        Expect(row, use, kNoBus, nullptr);
+    for (const Use& use : GetParam().uses) {
+        Expect(use, kNoBus, nullptr);
     }
     ShowBus();
-    for (const Use& use : row.uses) {
-        for (const Outcome& outcome : kOutcomes) {
-            const bool first = &use == &row.uses[0] && &outcome == &kOutcomes[0];
-            Expect(row, use, first ? "first" : "", &outcome);
+    std::string connection = "first";
+    for (const Use& use : GetParam().uses) {
+        for (const Reply& answer : kReplies) {
+            Expect(use, std::exchange(connection, ""), &answer);
         }
     }
 }
 
-std::string NameOf(const testing::TestParamInfo<Row>& row)
+INSTANTIATE_TEST_SUITE_P(Client, CommandTest, testing::ValuesIn(kRows),
+                         [](const auto& row) { return row.param.method; });
+
+TEST_F(ClientTest, TheLongestPacketIsSent)
 {
-    return row.param.method;
+    std::size_t bytes = 0;
+    WatchLog([&bytes](const std::string& line) {
+        const bool byte = line == "D packets automation_send_rjp_data: data[7f]";
+        byte ? static_cast<void>(++bytes) : Note(line);
+    });
+    const Bytes longest(8000000, 0x7F);
+    Call([&] { return automation_send_rjp_data(longest.data(), 8000000); });
+    EXPECT_EQ(bytes, longest.size());
+    std::string sent = "service: SendRjpData (8000000, [uint32 127";
+    for (std::size_t i = 1; i < longest.size(); ++i) {
+        sent += ", 127";
+    }
+    EXPECT_TRACE(Logged("packets", "automation_send_rjp_data", "D ulLength[8000000]") +
+                 Connected() + sent + "])\n" +
+                 Logged("call_frame", "automation_send_rjp_data", "D OK retVal[1]") + "= 0\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(Client, CommandTest, testing::ValuesIn(kRows), NameOf);
+// The names of the local sets by their numbers; "-" where a number has none.
+constexpr char kLocalSets[] =
+    "- US KOR SD_MEXICO SD_CANADA - EU EU_ITALY EU_GER EU_BENELUX EU_SPAIN EU_UK CIS_CA_MS "
+    "CIS_RUSSIA CIS_UKR EU_TURKEY EU_AFRICA EU_ALGERIA EU_S_AFR CIS_CA_UZ EU_RS_AFR EU_ISRAEL - "
+    "AD_AU2 AD_NZ2 AD_SIN2 EA_VIET EA_THAI EA_INA EA_CHINA EA_INDIA EA_SRI EA_NEPAL EA_BANGLA "
+    "EA_IRAN EA_EGYPT EA_LIBYA EA_M_ASIA EA_SAUDI EA_PAK EA_E_ASIA EA_AFR EA_S_AFR EA_MAL EA_PHI "
+    "EA_UAE ED_IRAN ED_VIET ED_INA ED_INDIA ED_THAI ED_PHI ED_EGYPT ED_LIBYA ED_M_ASIA ED_SAUDI "
+    "ED_PAK ED_AFR ED_MYAN ED_MAL ED_UAE ED_M_ASIA2 ED_ALGERIA COLOMBIA TAIWAN CHI_DTV HKG_DTV "
+    "CUBA_DTV - BRA_DTV CHILE_DTV PERU_DTV ARG_DTV URU_DTV PAR_DTV SA_ATV SELA - SA_BOLIVIA "
+    "ECUADOR PANAMA - EA_PHI2 - - - - - - - - - - - - JAPAN EU_TOTAL";
+
+constexpr char kPause[] = "pause of 200 ms\n";
+
+std::string Reading(int key, int before)
+{
+    return Format("platform: system_info_get_value_int(%d, %d)\n", key, before);
+}
+
+class LocalSetTest : public ClientTest
+{
+protected:
+    // Switches on a platform that answers so, fast boot first, and expects what follows that.
+    void Expect(unsigned int option, const std::deque<Answer<int>>& answers,
+                const std::string& happens, int line = __builtin_LINE())
+    {
+        const testing::ScopedTrace where(__FILE__, line, "here");
+        platform.ints = answers;
+        Call([=] { return automation_execute_command_with_projector(806, option); });
+        EXPECT_TRACE(Reading(869, 0) + happens);
+    }
+
+    static std::string Says(const std::string& message)
+    {
+        return Logged("commands", "automation_execute_command_with_projector", message);
+    }
+
+    // The command that sends the name, but for its result, which does not count.
+    static std::string Sent(const std::string& name, const std::string& connection = "",
+                            const Reply* answer = &kReplies[0])
+    {
+        const std::string length = std::to_string(name.size());
+        const Row& row = kRows[std::size(kRows) - 1];
+        const Use use = SendsWithData(82, 1, Bytes(name.begin(), name.end()));
+        const std::string command = Happens(row, use, connection, answer);
+        return Says("I local set[" + name + "], length[" + length + "]") +
+               command.substr(0, command.rfind("= "));
+    }
+};
+
+TEST_F(LocalSetTest, IsSentByItsName)
+{
+    automation_execute_command(1, 1);
+    TakeTrace();
+    std::istringstream names(kLocalSets);
+    int option = 0;
+    for (std::string name; names >> name; ++option) {
+        Expect(static_cast<unsigned int>(option), {{0, 1}, {0, option}},
+               name == "-" ? Says("E localset string is not available") + "= -1\n"
+                           : Sent(name) + Reading(284, -1) + "= 0\n");
+    }
+    EXPECT_EQ(option, 97);
+}
+
+TEST_F(LocalSetTest, IsRefusedBeforeAnythingConnects)
+{
+    Call([] { return automation_execute_command_with_projector(805, 1); });
+    EXPECT_TRACE(Says("E parameter is null") + "= -1\n");
+    const std::string noFastBoot = Says("E fastboot is not available") + "= -1\n";
+    const std::string noSet = Says("E localset enum is not available in localset range") + "= -1\n";
+    Expect(97, {{-1, 1}}, noFastBoot);
+    Expect(1, {{1, 1}}, noFastBoot);
+    Expect(97, {{0, 0}}, noFastBoot);
+    Expect(1, {{0, {}}}, noFastBoot);
+    Expect(97, {{0, -1}}, noSet);
+    Expect(0xFFFFFFFF, {{0, 2}}, noSet);
+}
+
+TEST_F(LocalSetTest, IsReachedWhenThePlatformReportsItWhateverTheCommandDid)
+{
+    HideBus();
+    Expect(1, {{0, 1}, {0, 1}}, Sent("US", kNoBus, nullptr) + Reading(284, -1) + "= 0\n");
+    ShowBus();
+    service.Answer("ExecuteCommandWithData", kReplies[3].body);
+    platform.ints = {{0, 1}, {0, 1}};
+    Call([] { return automation_execute_command_with_projector(806, 1); });
+    EXPECT_TRACE(Reading(869, 0) + Sent("US", Connected(), &kReplies[3]) + Reading(284, -1) +
+                 "= 0\n");
+}
+
+TEST_F(LocalSetTest, IsWaitedForThroughFiveReadings)
+{
+    automation_execute_command(1, 1);
+    TakeTrace();
+    // What a reading writes counts only where it succeeds.
+    Expect(1, {{0, 1}, {0, 6}, {-1, 1}, {1, 1}, {0, -7}, {0, 1}},
+           Sent("US") + Reading(284, -1) + kPause + Reading(284, 6) + kPause + Reading(284, 6) +
+               kPause + Reading(284, 6) + kPause + Reading(284, -7) + "= 0\n");
+    Expect(1, {{0, 1}, {0, 6}, {0, 6}, {0, 7}, {-1, 1}, {-1, 1}, {0, 1}},
+           Sent("US") + Reading(284, -1) + kPause + Reading(284, 6) + kPause + Reading(284, 6) +
+               kPause + Reading(284, 7) + kPause + Reading(284, 7) + kPause +
+               Says("E localset string is not set, countryId[7],option[1]") + "= -1\n");
+    std::string readings;
+    for (int reading = 0; reading < 5; ++reading) {
+        readings += Reading(284, -1) + kPause;
+    }
+    Expect(1, {{0, 1}},
+           Sent("US") + readings + Says("E localset string is not set, countryId[-1],option[1]") +
+               "= -1\n");
+}
 
 }  // namespace

@@ -3,35 +3,30 @@
 #include <dlfcn.h>
 
 #include <cstring>
-#include <mutex>
 #include <utility>
 
 #include "support/trace.h"
 
 ObservedLibrary library;
 
-const std::string kNoBus =
-    "E connection _automation_init_service: ERR: Failed to create proxy: "
-    "Could not connect: No such file or directory\n";
+static const std::string kNewProxy =
+    "new proxy on bus 1 with flags 0: org.kavra.tv.automation-service /KVFacAutoObj\n";
+
+const std::string kNoBus = kNewProxy +
+                           "E connection _automation_init_service: ERR: Failed to create proxy: "
+                           "Could not connect: No such file or directory\n";
 
 std::string Connected()
 {
-    return Format("I connection _automation_init_service: Proxy created: %p\n",
-                  static_cast<void*>(library.proxy));
+    return kNewProxy + Format("I connection _automation_init_service: Proxy created: %p\n",
+                              static_cast<void*>(library.proxy));
 }
 
-namespace
-{
-
-std::mutex mutex;
-
 template <typename Function>
-Function* Real(Function* /*replacement*/, const char* name)
+static Function* Real(Function* /*replacement*/, const char* name)
 {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
-
-}  // namespace
 
 extern "C" {
 
@@ -39,20 +34,11 @@ AutomationProxy* automation_proxy_proxy_new_for_bus_sync(GBusType type, GDBusPro
                                                          const gchar* name, const gchar* path,
                                                          GCancellable* cancellable, GError** error)
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        library.constructions.emplace_back(name);
-    }
-    const bool shared = flags == G_DBUS_PROXY_FLAGS_NONE;
-    if (type != G_BUS_TYPE_SYSTEM || cancellable != nullptr || *error != nullptr ||
-        (shared && std::strcmp(name, "org.kavra.tv.automation-service") != 0) ||
-        std::strcmp(path, "/KVFacAutoObj") != 0) {
-        Note(Format("construction of another proxy: %d %d %s %s", type, flags, name, path));
-    }
+    Note(Format("new proxy on bus %d with flags %d: %s %s", type, flags, name, path));
     std::exchange(library.beforeConstruction, [] {})();
     AutomationProxy* proxy = Real(automation_proxy_proxy_new_for_bus_sync, __func__)(
         type, flags, name, path, cancellable, error);
-    if (shared) {
+    if (flags == G_DBUS_PROXY_FLAGS_NONE) {
         library.proxy = proxy;
     }
     std::exchange(library.afterConstruction, [] {})();
@@ -63,15 +49,11 @@ GVariant* g_dbus_proxy_call_sync(GDBusProxy* proxy, const gchar* method, GVarian
                                  GDBusCallFlags flags, gint timeout, GCancellable* cancellable,
                                  GError** error)
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        library.called.insert(proxy);
-    }
-    if (flags != 0 || timeout != -1 || cancellable != nullptr) {
+    if (flags != 0 || timeout != -1 || g_dbus_proxy_get_default_timeout(proxy) != -1) {
         Note(Format("call of %s: flags %d, timeout %d", method, flags, timeout));
     }
     if (static_cast<void*>(proxy) != library.proxy) {
-        Note(std::string("past the shared proxy: ") + method);
+        Note(Format("past the shared proxy: %s", method));
     }
     return Real(g_dbus_proxy_call_sync, __func__)(proxy, method, parameters, flags, timeout,
                                                   cancellable, error);
@@ -83,11 +65,8 @@ gulong g_signal_connect_data(gpointer object, const gchar* signal, GCallback han
     const gulong id =
         Real(g_signal_connect_data, __func__)(object, signal, handler, data, notify, flags);
     if (object != nullptr && object == library.proxy && std::strstr(signal, "-handler")) {
-        library.connection = id;
-        Note(Format("connected to %s", signal));
-        if (data != nullptr || notify != nullptr || flags != 0) {
-            Note(Format("with data %p, flags %d", data, flags));
-        }
+        library.connections.push_back(id);
+        Note(Format("connected to %s, flags %d", signal, flags));
     }
     return id;
 }

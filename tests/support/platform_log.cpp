@@ -3,78 +3,67 @@
 #include <fa_platform/dlog.h>
 #include <glib.h>
 
-#include <algorithm>
 #include <cstdarg>
-#include <cstring>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <mutex>
 #include <sstream>
 #include <tuple>
 #include <utility>
-#include <vector>
-
-using Lines = std::vector<std::string>;
 
 static std::recursive_mutex mutex;
 static std::function<void(const std::string&)> watch;
 
 bool SourceHolds(const std::string& source, int number, const std::string& text)
 {
-    static std::multimap<std::string, Lines> files;
-    if (files.empty()) {
-        for (const auto& file : std::filesystem::recursive_directory_iterator(FA_SOURCES)) {
-            std::stringstream all;
-            all << std::ifstream(file.path()).rdbuf();
-            files.emplace(file.path().stem().string(), Split(all.str()));
-        }
-    }
-    for (auto [file, end] = files.equal_range(source); file != end; ++file) {
-        const Lines& lines = file->second;
-        for (int i = std::max(number - 4, 0); i < std::min(number + 3, int(lines.size())); ++i) {
-            if (lines[std::size_t(i)].find(text) != std::string::npos) {
-                return true;
+    for (const auto& file : std::filesystem::recursive_directory_iterator(FA_SOURCES)) {
+        if (file.path().stem() == source) {
+            std::ifstream code(file.path());
+            std::string line;
+            for (int i = 1; std::getline(code, line); ++i) {
+                if (std::abs(i - number) <= 3 && line.find(text) != std::string::npos) {
+                    return true;
+                }
             }
         }
     }
     return false;
 }
 
-static std::string Describe(int buffer, int priority, const char* tag, const char* text)
+static std::string Describe(const std::string& text)
 {
     char source[32];
     char function[64];
+    int priority = 0;
     int number = 0;
     int message = 0;
-    std::sscanf(text, "%31[^:]: %63[^(](%d) > %n", source, function, &number, &message);
-    const auto length = static_cast<int>(std::strlen(text));
-    const bool good = buffer == 2 && std::strcmp(tag, "FA_API") == 0 && message > 0 &&
-                      length > message && text[length - 1] == '\n' &&
+    std::sscanf(text.c_str(), "2/%d/FA_API/%31[^:]: %63[^(](%d) > %n", &priority, source, function,
+                &number, &message);
+    const bool good = message > 0 && priority >= 3 && priority <= 6 && text.back() == '\n' &&
                       SourceHolds(source, number, "FA_LOG");
-    const char letter = priority < 3 || priority > 6 ? '?' : "DIWE"[priority - 3];
-    return good ? Format("%c %s %s: %.*s", letter, source, function, length - message - 1,
-                         text + message)
-                : Format("BAD %d/%d/%s/%s", buffer, priority, tag, text);
+    return good ? Format("%c %s %s: ", "DIWE"[priority - 3], source, function) +
+                      text.substr(std::size_t(message), text.size() - std::size_t(message) - 1)
+                : "BAD " + text;
 }
 
 // Takes the platform's place.
 int __dlog_print(int buffer, int priority, const char* tag, const char* format, ...)
 {
-    const std::lock_guard<std::recursive_mutex> lock(mutex);
     va_list values;
     va_start(values, format);
-    g_autofree char* text = g_strdup_vprintf(format, values);
+    g_autofree char* message = g_strdup_vprintf(format, values);
     va_end(values);
+    const std::lock_guard<std::recursive_mutex> lock(mutex);
     // A long packet logs the same again and again.
     static std::tuple<int, int, std::string, std::string> last;
     static std::string line;
-    if (last != std::tuple<int, int, const char*, const char*>(buffer, priority, tag, text)) {
-        last = {buffer, priority, tag, text};
-        line = Describe(buffer, priority, tag, text);
+    if (last != std::tuple<int, int, const char*, const char*>(buffer, priority, tag, message)) {
+        last = {buffer, priority, tag, message};
+        line = Describe(Format("%d/%d/%s/%s", buffer, priority, tag, message));
     }
     watch ? watch(line) : Note(line);
-    return static_cast<int>(std::strlen(text));
+    return static_cast<int>(line.size());
 }
 
 void WatchLog(std::function<void(const std::string&)> watcher)

@@ -27,10 +27,7 @@ GDBusConnection* PrivateBus::Connect() const
                                           G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
     GDBusConnection* connection =
         g_dbus_connection_new_for_address_sync(Address().c_str(), flags, nullptr, nullptr, &error);
-    if (connection == nullptr) {
-        throw std::runtime_error(error->message);
-    }
-    return connection;
+    return connection != nullptr ? connection : throw std::runtime_error(error->message);
 }
 
 std::string PrivateBus::Address() const
@@ -41,31 +38,38 @@ std::string PrivateBus::Address() const
 
 void PrivateBus::Stop()
 {
-    if (Address().empty()) {
-        return;
+    if (!Address().empty()) {
+        // g_test_dbus_stop alone tells GLib not to mind the loss, which is for the library to do.
+        g_autoptr(GDBusConnection) connection = Connect();
+        kill(ProcessOf(connection, "org.freedesktop.DBus"), SIGTERM);
+        while (g_dbus_connection_is_closed(connection) == FALSE) {
+            g_main_context_iteration(nullptr, FALSE);
+        }
+        g_test_dbus_stop(bus);
     }
-    // g_test_dbus_stop alone would tell GLib not to mind the loss, which is for the library to do.
-    g_autoptr(GDBusConnection) connection = Connect();
-    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "GetConnectionUnixProcessID", g_variant_new("(s)", "org.freedesktop.DBus"), nullptr,
-        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    guint32 daemon = 0;
-    g_variant_get(reply, "(u)", &daemon);
-    kill(static_cast<pid_t>(daemon), SIGTERM);
-    bool closed = false;
-    while (!closed) {
-        closed = g_dbus_connection_is_closed(connection) != FALSE;
-        g_main_context_iteration(nullptr, FALSE);
+}
+
+GVariant* CallBus(GDBusConnection* connection, const char* method, GVariant* parameters)
+{
+    return g_dbus_connection_call_sync(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                       "org.freedesktop.DBus", method, parameters, nullptr,
+                                       G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+}
+
+pid_t ProcessOf(GDBusConnection* connection, const char* name)
+{
+    guint32 process = 0;
+    g_autoptr(GVariant) reply =
+        CallBus(connection, "GetConnectionUnixProcessID", g_variant_new("(s)", name));
+    if (reply != nullptr) {
+        g_variant_get(reply, "(u)", &process);
     }
-    g_test_dbus_stop(bus);
+    return static_cast<pid_t>(process);
 }
 
 void AwaitBus(GDBusConnection* connection)
 {
     if (connection != nullptr) {
-        [[maybe_unused]] g_autoptr(GVariant) id = g_dbus_connection_call_sync(
-            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+        [[maybe_unused]] g_autoptr(GVariant) id = CallBus(connection, "GetId");
     }
 }

@@ -23,6 +23,12 @@ private:
     GTestDBus* bus;
 };
 
+// Calls the bus itself. Returns its reply, which is to be unreferenced, or null where it refuses.
+GVariant* CallBus(GDBusConnection* connection, const char* method, GVariant* parameters = nullptr);
+
+// The process that has a name on the bus, or 0.
+pid_t ProcessOf(GDBusConnection* connection, const char* name);
+
 // Returns when the bus has taken all that was sent over the connection before, and the connection
 // has received all that the bus sent to it. A connection that is closed, or null, awaits nothing.
 void AwaitBus(GDBusConnection* connection);

@@ -30,20 +30,20 @@ testing::AssertionResult Same(const std::string& expected, const std::string& ha
     }
     const std::vector<std::string> before = Split(expected);
     const std::vector<std::string> now = Split(happened);
-    std::size_t at = 0;
-    while (at < before.size() && at < now.size() && before[at] == now[at]) {
-        ++at;
-    }
-    auto failure = testing::AssertionFailure() << "line " << at + 1 << " differs:";
-    for (std::size_t i = at < 3 ? 0 : at - 3; i < at; ++i) {
-        failure << "\n    " << before[i];
-    }
-    for (const auto& [mark, lines] : {std::pair("  - ", &before), std::pair("  + ", &now)}) {
-        for (std::size_t i = at; i < std::min(at + 3, lines->size()); ++i) {
-            failure << "\n" << mark << (*lines)[i];
+    const auto [expectedLine, line] =
+        std::mismatch(before.begin(), before.end(), now.begin(), now.end());
+    const auto at = line - now.begin();
+    auto failure = testing::AssertionFailure()
+                   << "line " << at + 1 << " differs (- expected, + happened):";
+    const auto show = [&](const char* mark, auto first, auto end, std::ptrdiff_t most) {
+        for (; most > 0 && first != end; ++first, --most) {
+            failure << "\n" << mark << *first;
         }
-    }
-    return failure << "\n  (- expected, + happened)";
+    };
+    show("    ", line - std::min<std::ptrdiff_t>(at, 3), line, 3);
+    show("  - ", expectedLine, before.end(), 3);
+    show("  + ", line, now.end(), 3);
+    return failure;
 }
 
 std::string Format(const char* format, ...)

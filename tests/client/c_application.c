@@ -1,4 +1,4 @@
-/* The headers for C in its oldest standard, and what the numbers of the version mean. */
+/* An application in the oldest standard of C: the headers, a call, and what the version means. */
 #include <fa_api/automation_api.h>
 #include <fa_api/version.h>
 
@@ -13,3 +13,10 @@
     FA_API_VERSION_AT_LEAST(MAJOR, MINOR, PATCH + 1)
 #error "this version is taken for a later one"
 #endif
+
+int ChangeBaudRateFromC(unsigned int rate);
+
+int ChangeBaudRateFromC(unsigned int rate)
+{
+    return automation_change_baud_rate_ex_uart(rate);
+}
