@@ -34,25 +34,16 @@ constexpr char kAnyResult[] = "D OK retVal[0]";
 constexpr char kNonZeroResult[] = "E NG retVal[0]";
 
 struct Row {
-    Row(const char* theFunction, const char* theSource, const char* theMethod, const char* theCall,
-        const char* theError, const char* theVerdict, std::vector<Use> theUses,
+    // The names are: the function, the file that logs its arguments, the service's method, what is
+    // named where the call fails, and the priority and the name of the error's text.
+    Row(const char* names, const char* verdict, std::vector<Use> theUses,
         int theLine = __builtin_LINE())
-        : function(theFunction),
-          source(theSource),
-          method(theMethod),
-          call(theCall),
-          error(theError),
-          verdictOfZero(theVerdict),
-          uses(std::move(theUses)),
-          line(theLine)
+        : verdictOfZero(verdict), uses(std::move(theUses)), line(theLine)
     {
+        std::istringstream(names) >> function >> source >> method >> call >> priority >> error;
     }
 
-    std::string function;
-    std::string source;  // the file that logs its arguments
-    std::string method;
-    std::string call;   // named where the call fails
-    std::string error;  // and the priority and the name of the error's text
+    std::string function, source, method, call, priority, error;
     std::string verdictOfZero;
     std::vector<Use> uses;
     int line;
@@ -123,74 +114,70 @@ constexpr char kNoAck[] = "E automation_send_rs232_ack-Wrong Parameters";
 constexpr char kNull[] = "E parameter is null";
 
 const Row kRows[] = {
-    Row("automation_copy_log_to_usb", "control_calls", "CopyLogToUsb",
-        "automation_proxy_call_copy_log_to_usb_sync", "E execute_command_sync", kNonZeroResult,
-        {{automation_copy_log_to_usb, "", "", "()"}}),
-    Row("automation_change_packet_length_serial_source", "control_calls",
-        "ChangePacketLengthSerialSource",
-        "automation_proxy_call_change_packet_length_serial_source_sync", "E execute_command_sync",
-        kNonZeroResult,
-        {{[] { return automation_change_packet_length_serial_source(0); }, "D uiLen[0]", "",
-          "(0,)"},
-         {[] { return automation_change_packet_length_serial_source(0xFFFFFFFF); }, "D uiLen[-1]",
-          "", "(-1,)"}}),
-    Row("automation_change_baud_rate_ex_uart", "control_calls", "ChangeBaudRateExUart",
-        "automation_proxy_call_change_baud_rate_ex_uart_sync", "E execute_command_sync",
-        kNonZeroResult,
-        {{[] { return ChangeBaudRateFromC(9600); }, "D uibdRate[9600]", "", "(9600,)"},
-         {[] { return ChangeBaudRateFromC(115200); }, "D uibdRate[115200]", "", "(115200,)"},
-         {[] { return ChangeBaudRateFromC(57600); }, "D uibdRate[57600]\nD uibdRate[57600]", {}},
-         {[] { return ChangeBaudRateFromC(0xFFFFFFFF); }, "D uibdRate[-1]\nD uibdRate[-1]", {}}}),
-    Row("automation_close_ex_uart", "control_calls", "CloseExUart",
-        "automation_proxy_close_ex_uart_sync", "E close_ex_uart_sync", kNonZeroResult,
-        {{automation_close_ex_uart, "D automation_close_ex_uart", "", "()"}}),
-    Row("automation_execute_command", "commands", "ExecuteCommand",
-        "automation_proxy_call_execute_command_sync", "E execute_command_sync", kAnyResult,
-        {{[] { return automation_execute_command(0x5A, 0); }, "D Data0[5a] Data1[0]", "",
-          "(90, 0)"},
-         {[] { return automation_execute_command(-1, -2); }, "D Data0[ffffffff] Data1[fffffffe]",
-          "", "(-1, -2)"},
-         {[] { return automation_execute_command(0, 1); }, kNull, {}}}),
-    Row("automation_send_message_by_ex_uart", "packets", "SendMessageByExUart",
-        "automation_proxy_call_send_message_by_ex_uart_sync", "I send_message_by_ex_uart",
-        kNonZeroResult,
-        {Sends(automation_send_message_by_ex_uart, {0x7F, 0, 0xFF, 0x80}),
-         Sends(automation_send_message_by_ex_uart, Counted(258)),
-         {[] { return automation_send_message_by_ex_uart(kUnreadable, 0); }, "D ulLength[0]",
-          kNoUart},
-         {[] { return automation_send_message_by_ex_uart(kUnreadable, 8000001); },
-          "D ulLength[8000001]", kNoUart},
-         {[] { return automation_send_message_by_ex_uart(kZeroFirst, 2); }, "D ulLength[2]",
-          kNoUart},
-         {[] { return automation_send_message_by_ex_uart(nullptr, 1); }, "D ulLength[1]",
-          kNoUart}}),
-    Row("automation_send_rjp_data", "packets", "SendRjpData",
-        "automation_proxy_call_send_rjp_data_sync", "I automation_proxy_call_send_rjp_data_sync",
-        kNonZeroResult,
-        {Sends(automation_send_rjp_data, {0x7F}),
-         Sends(automation_send_rjp_data, {0xFF, 0, 0, 1}),
-         {[] { return automation_send_rjp_data(kUnreadable, 0); }, "D ulLength[0]", kNoRjp},
-         {[] { return automation_send_rjp_data(kUnreadable, 0x80000000); },
-          "D ulLength[-2147483648]", kNoRjp},
-         {[] { return automation_send_rjp_data(kZeroFirst, 1); }, "D ulLength[1]", kNoRjp}}),
-    Row("automation_send_rs232_ack", "packets", "SendRS232Ack",
-        "automation_proxy_call_send_rs232_ack_sync", "I send_rs232_ack_sync", kNonZeroResult,
-        {Sends(Ack<4>, {0x7F, 0}, "eProtocolType[4] ", "4, "),
-         Sends(Ack<-1>, {0xFF}, "eProtocolType[-1] ", "-1, "),
-         {[] { return Ack<5>(kBytes, 2); }, "D eProtocolType[5] ulLength[2]", kNoAck},
-         {[] { return Ack<4>(kUnreadable, 0); }, "D eProtocolType[4] ulLength[0]", kNoAck},
-         {[] { return Ack<0>(kUnreadable, 0xFFFFFFFF); }, "D eProtocolType[0] ulLength[-1]",
-          kNoAck},
-         {[] { return Ack<4>(kZeroFirst, 2); }, "D eProtocolType[4] ulLength[2]", kNoAck}}),
-    Row("automation_execute_command_with_data", "commands", "ExecuteCommandWithData",
-        "automation_proxy_call_execute_command_with_data_sync", "E execute_command_with_data_sync",
-        kAnyResult,
-        {SendsWithData(1, 2, {0x10, 0xFF}),
-         SendsWithData(-1, 0, {0}),
-         SendsWithData(90, -2, Counted(255)),
-         {[] { return automation_execute_command_with_data(0, 1, kBytes, 2); }, kNull, {}},
-         {[] { return automation_execute_command_with_data(1, 1, kBytes, 0); }, kNull, {}},
-         {[] { return automation_execute_command_with_data(1, 1, nullptr, 2); }, kNull, {}}}),
+    {"automation_copy_log_to_usb control_calls CopyLogToUsb "
+     "automation_proxy_call_copy_log_to_usb_sync E execute_command_sync",
+     kNonZeroResult,
+     {{automation_copy_log_to_usb, "", "", "()"}}},
+    {"automation_change_packet_length_serial_source control_calls ChangePacketLengthSerialSource "
+     "automation_proxy_call_change_packet_length_serial_source_sync E execute_command_sync",
+     kNonZeroResult,
+     {{[] { return automation_change_packet_length_serial_source(0); }, "D uiLen[0]", "", "(0,)"},
+      {[] { return automation_change_packet_length_serial_source(0xFFFFFFFF); }, "D uiLen[-1]", "",
+       "(-1,)"}}},
+    {"automation_change_baud_rate_ex_uart control_calls ChangeBaudRateExUart "
+     "automation_proxy_call_change_baud_rate_ex_uart_sync E execute_command_sync",
+     kNonZeroResult,
+     {{[] { return ChangeBaudRateFromC(9600); }, "D uibdRate[9600]", "", "(9600,)"},
+      {[] { return ChangeBaudRateFromC(115200); }, "D uibdRate[115200]", "", "(115200,)"},
+      {[] { return ChangeBaudRateFromC(57600); }, "D uibdRate[57600]\nD uibdRate[57600]", {}},
+      {[] { return ChangeBaudRateFromC(0xFFFFFFFF); }, "D uibdRate[-1]\nD uibdRate[-1]", {}}}},
+    {"automation_close_ex_uart control_calls CloseExUart "
+     "automation_proxy_close_ex_uart_sync E close_ex_uart_sync",
+     kNonZeroResult,
+     {{automation_close_ex_uart, "D automation_close_ex_uart", "", "()"}}},
+    {"automation_execute_command commands ExecuteCommand "
+     "automation_proxy_call_execute_command_sync E execute_command_sync",
+     kAnyResult,
+     {{[] { return automation_execute_command(0x5A, 0); }, "D Data0[5a] Data1[0]", "", "(90, 0)"},
+      {[] { return automation_execute_command(-1, -2); }, "D Data0[ffffffff] Data1[fffffffe]", "",
+       "(-1, -2)"},
+      {[] { return automation_execute_command(0, 1); }, kNull, {}}}},
+    {"automation_send_message_by_ex_uart packets SendMessageByExUart "
+     "automation_proxy_call_send_message_by_ex_uart_sync I send_message_by_ex_uart",
+     kNonZeroResult,
+     {Sends(automation_send_message_by_ex_uart, {0x7F, 0, 0xFF, 0x80}),
+      Sends(automation_send_message_by_ex_uart, Counted(258)),
+      {[] { return automation_send_message_by_ex_uart(kUnreadable, 0); }, "D ulLength[0]", kNoUart},
+      {[] { return automation_send_message_by_ex_uart(kUnreadable, 8000001); },
+       "D ulLength[8000001]", kNoUart},
+      {[] { return automation_send_message_by_ex_uart(kZeroFirst, 2); }, "D ulLength[2]", kNoUart},
+      {[] { return automation_send_message_by_ex_uart(nullptr, 1); }, "D ulLength[1]", kNoUart}}},
+    {"automation_send_rjp_data packets SendRjpData "
+     "automation_proxy_call_send_rjp_data_sync I automation_proxy_call_send_rjp_data_sync",
+     kNonZeroResult,
+     {Sends(automation_send_rjp_data, {0x7F}),
+      Sends(automation_send_rjp_data, {0xFF, 0, 0, 1}),
+      {[] { return automation_send_rjp_data(kUnreadable, 0x80000000); }, "D ulLength[-2147483648]",
+       kNoRjp},
+      {[] { return automation_send_rjp_data(kZeroFirst, 1); }, "D ulLength[1]", kNoRjp}}},
+    {"automation_send_rs232_ack packets SendRS232Ack "
+     "automation_proxy_call_send_rs232_ack_sync I send_rs232_ack_sync",
+     kNonZeroResult,
+     {Sends(Ack<4>, {0x7F, 0}, "eProtocolType[4] ", "4, "),
+      Sends(Ack<-1>, {0xFF}, "eProtocolType[-1] ", "-1, "),
+      {[] { return Ack<5>(kBytes, 2); }, "D eProtocolType[5] ulLength[2]", kNoAck},
+      {[] { return Ack<4>(kUnreadable, 0); }, "D eProtocolType[4] ulLength[0]", kNoAck},
+      {[] { return Ack<0>(kUnreadable, 0xFFFFFFFF); }, "D eProtocolType[0] ulLength[-1]", kNoAck},
+      {[] { return Ack<4>(kZeroFirst, 2); }, "D eProtocolType[4] ulLength[2]", kNoAck}}},
+    {"automation_execute_command_with_data commands ExecuteCommandWithData "
+     "automation_proxy_call_execute_command_with_data_sync E execute_command_with_data_sync",
+     kAnyResult,
+     {SendsWithData(1, 2, {0x10, 0xFF}),
+      SendsWithData(-1, 0, {0}),
+      SendsWithData(90, -2, Counted(255)),
+      {[] { return automation_execute_command_with_data(0, 1, kBytes, 2); }, kNull, {}},
+      {[] { return automation_execute_command_with_data(1, 1, kBytes, 0); }, kNull, {}},
+      {[] { return automation_execute_command_with_data(1, 1, nullptr, 2); }, kNull, {}}}},
 };
 
 // What a service answers, and what is logged of it: the verdict, none where the answer is zero or
@@ -225,7 +212,8 @@ std::string Happens(const Row& row, const Use& use, const std::string& connectio
     if (answer != nullptr) {
         trace += "service: " + row.method + " " + use.arguments + "\n";
         if (answer->error != nullptr) {
-            outcome += "\n" + row.error + " err[" + Format(answer->error, row.method.c_str()) + "]";
+            outcome += "\n" + row.priority + " " + row.error + " err[" +
+                       Format(answer->error, row.method.c_str()) + "]";
         } else {
             outcome = answer->verdict != nullptr ? answer->verdict : row.verdictOfZero;
         }
@@ -370,10 +358,9 @@ TEST_F(LocalSetTest, IsReachedWhenThePlatformReportsItWhateverTheCommandDid)
     Expect(1, {{0, 1}, {0, 1}}, Sent("US", kNoBus, nullptr) + Reading(284, -1) + "= 0\n");
     ShowBus();
     service.Answer("ExecuteCommandWithData", kReplies[3].body);
-    platform.ints = {{0, 1}, {0, 1}};
-    Call([] { return automation_execute_command_with_projector(806, 1); });
-    EXPECT_TRACE(Reading(869, 0) + Sent("US", Connected(), &kReplies[3]) + Reading(284, -1) +
-                 "= 0\n");
+    automation_execute_command(1, 1);
+    TakeTrace();
+    Expect(1, {{0, 1}, {0, 1}}, Sent("US", "", &kReplies[3]) + Reading(284, -1) + "= 0\n");
 }
 
 TEST_F(LocalSetTest, IsWaitedForThroughFiveReadings)

@@ -4,10 +4,10 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <set>
 #include <thread>
 #include <utility>
@@ -23,21 +23,23 @@ constexpr char kBusName[] = "org.kavra.tv.automation-service";
 // Calls on so many threads at once, and returns how many of the calls failed.
 int FailuresOf(int threads, int callsOfEach)
 {
-    std::atomic<int> waiting{threads};
-    std::atomic<int> failures{0};
-    std::vector<std::thread> callers(static_cast<std::size_t>(threads));
-    for (std::thread& caller : callers) {
-        caller = std::thread([&] {
-            for (--waiting; waiting > 0;) {
-                std::this_thread::yield();
-            }
-            for (int i = 0; i < callsOfEach; ++i) {
-                failures -= automation_copy_log_to_usb();
-            }
-        });
+    std::promise<void> start;
+    const auto call = [started = start.get_future().share(), callsOfEach] {
+        started.wait();
+        int failures = 0;
+        for (int i = 0; i < callsOfEach; ++i) {
+            failures -= automation_copy_log_to_usb();
+        }
+        return failures;
+    };
+    std::vector<std::future<int>> callers;
+    for (int i = 0; i < threads; ++i) {
+        callers.push_back(std::async(std::launch::async, call));
     }
-    for (std::thread& caller : callers) {
-        caller.join();
+    start.set_value();
+    int failures = 0;
+    for (std::future<int>& caller : callers) {
+        failures += caller.get();
     }
     return failures;
 }

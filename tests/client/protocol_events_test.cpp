@@ -1,12 +1,7 @@
 // Data that arrives on the serial protocols: registered for, announced, fetched, handed over. Every
 // test runs for each of the three, whose names are rows; what happens in it is told in
 // protocol_events.txt, under the test's name.
-#include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <map>
-#include <sstream>
-#include <vector>
 
 #include "client/client_test.h"
 
@@ -19,8 +14,7 @@ struct Protocol {
     void (*handle)();
     ProtocolCallback_fp* global;
     std::string low, upper, capital;  // in names: ss_handler, ulSigHandlerSS, GetSsProtocolData
-    std::string line;                 // in the names of the functions
-    std::string prefix;               // of which the log shows this much
+    std::string source, prefix;       // in those of the functions, and before them in the log
 };
 
 const Protocol kProtocols[] = {
@@ -43,11 +37,12 @@ const Protocol* ended = nullptr;           // what C ends
 // Notes the whole record, but for the zeros at its end.
 void NoteRecord(const char* receiver, const ProtocolData_s* record)
 {
-    const auto end = std::find_if(std::rbegin(record->p_data), std::rend(record->p_data),
-                                  [](unsigned char byte) { return byte != 0; });
     std::string line = Format("%s: size %d,", receiver, record->iSize);
-    for (const unsigned char* byte = record->p_data; byte != end.base(); ++byte) {
-        line += Format(" %02x", *byte);
+    for (const unsigned char byte : record->p_data) {
+        line += Format(" %02x", byte);
+    }
+    while (line.substr(line.size() - 3) == " 00") {
+        line.resize(line.size() - 3);
     }
     Note(line + (received == nullptr || received == record ? "" : " in another record"));
     received = record;
@@ -79,9 +74,6 @@ std::string NameOf(ProtocolCallback_fp callback)
 class ProtocolTest : public ClientTest, public testing::WithParamInterface<Protocol>
 {
 protected:
-    const Protocol& p = GetParam();
-    const Protocol& other = kProtocols[p.low == "ss" ? 1 : 0];
-
     void Register(ProtocolCallback_fp callback)
     {
         Note("-- register " + NameOf(callback));
@@ -111,30 +103,23 @@ protected:
         words.insert({{"A", Format("%x", Low(A))},
                       {"B", Format("%x", Low(B))},
                       {"C", Format("%x", Low(C))},
-                      {"automation_", p.prefix},
-                      {"call", "call_frame _autoamtion_signal_handler_" + p.low},
-                      {"connected", Connected()},
-                      {"handler", "protocol_events _autoamtion_signal_handler_" + p.low},
-                      {"no bus", kNoBus},
-                      {"proxy", Format("%x", Low(library.proxy.load()))},
-                      {"proxy's address", Format("%p", static_cast<void*>(library.proxy))},
-                      {"register", "protocol_events automation_register_callback_" + p.line},
+                      {"ss", p.low},
                       {"SS", p.upper},
                       {"Ss", p.capital},
-                      {"ss", p.low},
-                      {"unregister", "protocol_events automation_unregister_callback_" + p.line},
-                      {"where", p.line}});
+                      {"source", p.source},
+                      {"automation_", p.prefix},
+                      {"connected", Connected()},
+                      {"handler", "protocol_events _autoamtion_signal_handler_{ss}"},
+                      {"no bus", kNoBus},
+                      {"proxy", Format("%x", Low(library.proxy.load()))},
+                      {"proxy's address", Format("%p", static_cast<void*>(library.proxy))}});
         for (std::size_t i = 0; i < library.connections.size(); ++i) {
             words[Format("id %zu", i + 1)] = Format("%lu", library.connections[i]);
             words[Format("id %zu in hex", i + 1)] = Format("%lx", library.connections[i]);
         }
-        std::stringstream stories;
-        stories << std::ifstream(TEST_STORIES "protocol_events.txt").rdbuf() << "\n";
         const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-        const std::string title = "== " + name.substr(0, name.find('/')) + "\n";
-        std::string story = stories.str();
-        story.erase(0, story.find(title) + title.size());
-        story.erase(story.find("\n\n") + 1);
+        std::string story =
+            Section(TEST_STORIES "protocol_events.txt", name.substr(0, name.find('/')));
         for (std::size_t open = 0; (open = story.find('{', open)) != std::string::npos;) {
             const std::size_t close = story.find('}', open);
             const std::string& value = words.at(story.substr(open + 1, close - open - 1));
@@ -142,6 +127,9 @@ protected:
         }
         EXPECT_TRACE(story);
     }
+
+    const Protocol& p = GetParam();
+    const Protocol& other = kProtocols[p.low == "ss" ? 1 : 0];
 };
 
 TEST_P(ProtocolTest, DataReachesTheCallbackInTheProtocolsRecord)

@@ -14,19 +14,10 @@ using namespace std::string_literals;
 namespace
 {
 
-const auto kLine = "====================================\n"s;
-const auto kBanner = kLine + " Input the Packet Data\n" + kLine;
-const auto kOpCode = "Input The op Code(99=Exit): 0x"s;
-const auto kMessageCode = "Input The msg Code(99=Exit): 0x"s;
-const auto kData = "enter the message code(99=Exit) : 0x"s;
-const auto kTypeError = "Input Data type ERROR! \n"s;
-const auto kDone = "ExecuteCommand -1\n"s;  // there is no bus
-const auto kDataDone = "ExecuteCommandWithData -1\n"s;
-
 bool releaseImage = false;
 
 // Expects a dialogue to go as written, with the commands that it sends as lines of their own.
-void ExpectSession(Input input, int (*dialogue)(), const std::string& script)
+void ExpectSession(Input input, const std::function<int()>& dialogue, std::string script)
 {
     const auto program = [=] {
         setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
@@ -36,7 +27,15 @@ void ExpectSession(Input input, int (*dialogue)(), const std::string& script)
         });
         return dialogue();
     };
+    script = std::regex_replace(script, std::regex("\\^D"), "\4");
+    script = std::regex_replace(script, std::regex("\\^@"), "\0"s);
     EXPECT_EQ(Play(input, program, script), 0);
+}
+
+// A session of the file; ^D stands for the end of input, ^@ for a zero byte.
+std::string Session(const std::string& title)
+{
+    return Section(TEST_STORIES "dialogues.txt", title);
 }
 
 }  // namespace
@@ -50,31 +49,9 @@ FILE* fopen(const char* path, const char* mode)
 
 TEST(TestMenu, EntriesAreSentUntil99)
 {
-    const auto packet =
-        kBanner + kOpCode + "{1\n}" + kMessageCode + "{2\n}" +
-        "OP Code is 0x1 \nmsg Code is 0x2 \nData0[1] Data1[2]\n" + kDone + kOpCode + "{zz 7 zz\n}" +
-        kTypeError + kOpCode + "{153 9\n}" + kMessageCode + "{-\n}" + kTypeError + kOpCode +
-        "{100000001\n}" + kTypeError + kOpCode + "{-fffffffffffffff1\n}" + kTypeError + kOpCode +
-        "{63 99\n}" + kMessageCode +
-        "{ffFFffff\n}"
-        "OP Code is 0x63 \nmsg Code is 0xffffffff \nData0[63] Data1[ffffffff]\nExecuteCommand "
-        "-1\n" +
-        kOpCode + "{5\n}" + kMessageCode + "{99\n}";
-    const auto data = kOpCode + "{153\n}" + kMessageCode + "{zz 1 2\n}" + kTypeError + kOpCode +
-                      "{- 1\n}" + kTypeError + kOpCode + "{ -fffffffffffffff1 1\n}" + kTypeError +
-                      kOpCode + "{1\n}" + kMessageCode + "{2\n}" + kData +
-                      "{9 41\n}bint is input[0] : 9, msgArr[0] : 9\n"
-                      "bint is input[2] : 41, msgArr[1] : 41\n0th element of list :\t\n"
-                      "1th element of list :A\nwhole data : \tA\nData0[1] Data1[2], length[2]\n"
-                      "command data[0]: 9\ncommand data[1]: 65\n" +
-                      kDataDone + kOpCode + "{3\n}" + kMessageCode + "{4\n}" + kData +
-                      "{00 99\0\n}bint is input[0] : 0, msgArr[0] : 0\n"s +
-                      "bint is input[3] : 99, msgArr[1] : 99\nunsigned char array is empty\n"
-                      "Data0[3] Data1[4], length[2]\ncommand data[0]: 0\ncommand data[1]: 153\n" +
-                      kDataDone + kOpCode + "{5\n}" + kMessageCode + "{6\n}" + kData + "{99 00\n}";
     for (const auto input : {kTerminal, kUnbufferedTerminal, kStream}) {
-        ExpectSession(input, input_packet_data, packet);
-        ExpectSession(input, input_multiple_packet_data, data);
+        ExpectSession(input, input_packet_data, Session("codes"));
+        ExpectSession(input, input_multiple_packet_data, Session("codes and data"));
     }
 }
 
@@ -82,25 +59,19 @@ TEST(TestMenu, EntriesAreSentUntil99)
 TEST(TestMenu, WhatIsTypedAheadIsThrownAwayAtATerminalOnly)
 {
     for (const auto input : {kTerminal, kUnbufferedTerminal}) {
-        ExpectSession(input, input_packet_data,
-                      kBanner + kOpCode + "{zz\n7\n}" + kTypeError + kOpCode + "{99\n}");
+        ExpectSession(input, input_packet_data, Session("typed ahead at a terminal"));
     }
-    ExpectSession(kStream, input_packet_data,
-                  kBanner + kOpCode + "{1\n2\n99\n}" + kMessageCode +
-                      "OP Code is 0x1 \nmsg Code is 0x2 \nData0[1] Data1[2]\n" + kDone + kOpCode);
+    ExpectSession(kStream, input_packet_data, Session("a script of codes"));
 }
 
 TEST(TestMenu, EndOfInputLeavesTheDialogueThatReadsIt)
 {
-    const auto packet = [] { return input_packet_data() + input_packet_data(); };
+    const auto codes = [] { return input_packet_data() + input_packet_data(); };
     const auto data = [] { return input_multiple_packet_data() + input_multiple_packet_data(); };
-    const auto codes = kOpCode + "{1\n}" + kMessageCode;
-    ExpectSession(kTerminal, packet, kBanner + kOpCode + "{\4}" + kBanner + codes + "{\4}");
-    ExpectSession(kTerminal, data,
-                  codes + "{2\n}" + kData + "{\4}Input ERROR! \n" + codes + "{\4}");
-    ExpectSession(kStream, input_packet_data, kBanner + kOpCode + "{zz}" + kTypeError + kOpCode);
-    ExpectSession(kStream, input_multiple_packet_data,
-                  kOpCode + "{1\n2\n}" + kMessageCode + kData + "Input ERROR! \n");
+    ExpectSession(kTerminal, codes, Session("the end of codes, twice"));
+    ExpectSession(kTerminal, data, Session("the end of data, then of codes"));
+    ExpectSession(kStream, input_packet_data, Session("a script that ends in a code"));
+    ExpectSession(kStream, input_multiple_packet_data, Session("a script that ends in the data"));
 }
 
 TEST(TestMenu, SurplusOfALongLineIsDropped)
@@ -108,25 +79,20 @@ TEST(TestMenu, SurplusOfALongLineIsDropped)
     std::string typed, converted, echoed, sent;
     for (int count = 0; count < 50; ++count) {
         typed += "41 ";
-        const auto index = std::to_string(count);
         if (count < 31) {
-            converted += "bint is input[" + std::to_string(3 * count) + "] : 41, msgArr[" + index +
-                         "] : 41\n";
-            echoed += index + "th element of list :A\n";
-            sent += "command data[" + index + "]: 65\n";
+            converted += Format("bint is input[%d] : 41, msgArr[%d] : 41\n", 3 * count, count);
+            echoed += Format("%dth element of list :A\n", count);
+            sent += Format("command data[%d]: 65\n", count);
         }
     }
+    const auto opCode = "Input The op Code(99=Exit): 0x"s;
     ExpectSession(kStream, input_multiple_packet_data,
-                  kOpCode + "{1\n2\n" + typed + "\n99\n}" + kMessageCode + kData + converted +
-                      echoed + "whole data : " + std::string(31, 'A') +
-                      "\nData0[1] Data1[2], length[31]\n" + sent + kDataDone + kOpCode);
-    ExpectSession(
-        kStream, input_multiple_packet_data,
-        kOpCode + "{1\n2\n" + std::string(97, ' ') + "4142\n99\n}" + kMessageCode + kData +
-            "bint is input[0] : 41, msgArr[0] : 41\nbint is input[97] : 41, msgArr[1] : 41\n0th "
-            "element of list :A\n1th element of list :A\nwhole data : AA\nData0[1] Data1[2], "
-            "length[2]\ncommand data[0]: 65\ncommand data[1]: 65\n" +
-            kDataDone + kOpCode);
+                  opCode + "{1\n2\n" + typed +
+                      "\n99\n}Input The msg Code(99=Exit): 0xenter the message code(99=Exit) : 0x" +
+                      converted + echoed + "whole data : " + std::string(31, 'A') +
+                      "\nData0[1] Data1[2], length[31]\n" + sent + "ExecuteCommandWithData -1\n" +
+                      opCode);
+    ExpectSession(kStream, input_multiple_packet_data, Session("a line of 101 characters"));
 }
 
 TEST(TestMenu, TokensFollowTheirRules)
@@ -172,8 +138,7 @@ TEST(TestMenu, ReleaseImageRefusesThePacketDialogues)
     releaseImage = true;
     ExpectSession(kStream, input_packet_data, "Release image is NOT SUPPORT! \n");
     ExpectSession(kStream, input_multiple_packet_data, "Release image is NOT SUPPORT! \n");
-    const auto menu = kLine + "This test does not support anything\n" + kLine + "99 << : Exit\n" +
-                      kLine + "Please Select a menu >> ";
-    ExpectSession(
-        kTerminal, [] { return input_ir_blaster() - 99; }, menu + "{153\n}" + menu + "{99\n}");
+    const auto menu = Session("the menu of the IR blaster");
+    const auto blaster = [] { return input_ir_blaster() - 99; };
+    ExpectSession(kTerminal, blaster, menu + "{153\n}" + menu + "{99\n}");
 }

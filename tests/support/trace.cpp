@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <fstream>
 #include <mutex>
 #include <sstream>
 #include <utility>
@@ -53,6 +54,15 @@ std::string Format(const char* format, ...)
     g_autofree char* text = g_strdup_vprintf(format, values);
     va_end(values);
     return text;
+}
+
+std::string Section(const std::string& file, const std::string& title)
+{
+    std::stringstream all;
+    all << "\n" << std::ifstream(file).rdbuf() << "\n== ";
+    const std::string text = all.str();
+    const std::size_t begin = text.find("\n== " + title + "\n") + title.size() + 5;
+    return text.substr(begin, text.find("\n== ", begin) - begin);
 }
 
 std::vector<std::string> Split(const std::string& text)

@@ -20,5 +20,8 @@ testing::AssertionResult Same(const std::string& expected, const std::string& ha
 
 std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+// The text of a file after the line "== title", as far as the next such line or the end.
+std::string Section(const std::string& file, const std::string& title);
+
 // The lines of a text; one without a line feed says so.
 std::vector<std::string> Split(const std::string& text);
