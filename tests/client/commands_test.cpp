@@ -49,11 +49,6 @@ struct Row {
     int line;
 };
 
-void PrintTo(const Row& row, std::ostream* stream)
-{
-    *stream << row.function;
-}
-
 // The bytes in memory of their own, so that reading past the last one shows.
 using Bytes = std::vector<unsigned char>;
 
@@ -222,39 +217,35 @@ std::string Happens(const Row& row, const Use& use, const std::string& connectio
            (outcome[0] == 'D' ? "= 0\n" : "= -1\n");
 }
 
-class CommandTest : public ClientTest, public testing::WithParamInterface<Row>
+class CommandTest : public ClientTest, public testing::WithParamInterface<std::size_t>
 {
-protected:
-    void Expect(const Use& use, const std::string& connection, const Reply* answer)
-    {
-        const Row& row = GetParam();
-        const auto number = std::to_string(&use - row.uses.data() + 1);
-        const testing::ScopedTrace where(__FILE__, row.line, row.function + ", use " + number);
-        if (answer != nullptr) {
-            service.Answer(row.method, answer->body);
-        }
-        Call(use.call);
-        EXPECT_TRACE(Happens(row, use, connection == "first" ? Connected() : connection, answer));
-    }
 };
 
 TEST_P(CommandTest, IsLoggedSentJudgedAndRefusedAsItsRowSays)
 {
+    const Row& row = kRows[GetParam()];
+    const auto expect = [&](const Use& use, const std::string& connection, const Reply* reply) {
+        const auto number = std::to_string(&use - row.uses.data() + 1);
+        const testing::ScopedTrace where(__FILE__, row.line, row.function + ", use " + number);
+        Call(use.call);
+        EXPECT_TRACE(Happens(row, use, connection == "first" ? Connected() : connection, reply));
+    };
     HideBus();
-    for (const Use& use : GetParam().uses) {
-        Expect(use, kNoBus, nullptr);
+    for (const Use& use : row.uses) {
+        expect(use, kNoBus, nullptr);
     }
     ShowBus();
     std::string connection = "first";
-    for (const Use& use : GetParam().uses) {
-        for (const Reply& answer : kReplies) {
-            Expect(use, std::exchange(connection, ""), &answer);
+    for (const Use& use : row.uses) {
+        for (const Reply& reply : kReplies) {
+            service.Answer(row.method, reply.body);
+            expect(use, std::exchange(connection, ""), &reply);
         }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Client, CommandTest, testing::ValuesIn(kRows),
-                         [](const auto& row) { return row.param.method; });
+INSTANTIATE_TEST_SUITE_P(Client, CommandTest, testing::Range(std::size_t{0}, std::size(kRows)),
+                         [](const auto& index) { return kRows[index.param].method; });
 
 TEST_F(ClientTest, TheLongestPacketIsSent)
 {
@@ -286,11 +277,16 @@ constexpr char kLocalSets[] =
     "CUBA_DTV - BRA_DTV CHILE_DTV PERU_DTV ARG_DTV URU_DTV PAR_DTV SA_ATV SELA - SA_BOLIVIA "
     "ECUADOR PANAMA - EA_PHI2 - - - - - - - - - - - - JAPAN EU_TOTAL";
 
-constexpr char kPause[] = "pause of 200 ms\n";
-
-std::string Reading(int key, int before)
+// What a reading of the platform's number finds in its place before, each but the last with a
+// pause.
+std::string Readings(const std::vector<int>& before)
 {
-    return Format("platform: system_info_get_value_int(%d, %d)\n", key, before);
+    std::string trace;
+    for (const int number : before) {
+        trace += trace.empty() ? "" : "pause of 200 ms\n";
+        trace += Format("platform: system_info_get_value_int(284, %d)\n", number);
+    }
+    return trace;
 }
 
 class LocalSetTest : public ClientTest
@@ -303,7 +299,7 @@ protected:
         const testing::ScopedTrace where(__FILE__, line, "here");
         platform.ints = answers;
         Call([=] { return automation_execute_command_with_projector(806, option); });
-        EXPECT_TRACE(Reading(869, 0) + happens);
+        EXPECT_TRACE("platform: system_info_get_value_int(869, 0)\n" + happens);
     }
 
     static std::string Says(const std::string& message)
@@ -333,7 +329,7 @@ TEST_F(LocalSetTest, IsSentByItsName)
     for (std::string name; names >> name; ++option) {
         Expect(static_cast<unsigned int>(option), {{0, 1}, {0, option}},
                name == "-" ? Says("E localset string is not available") + "= -1\n"
-                           : Sent(name) + Reading(284, -1) + "= 0\n");
+                           : Sent(name) + Readings({-1}) + "= 0\n");
     }
     EXPECT_EQ(option, 97);
 }
@@ -355,33 +351,28 @@ TEST_F(LocalSetTest, IsRefusedBeforeAnythingConnects)
 TEST_F(LocalSetTest, IsReachedWhenThePlatformReportsItWhateverTheCommandDid)
 {
     HideBus();
-    Expect(1, {{0, 1}, {0, 1}}, Sent("US", kNoBus, nullptr) + Reading(284, -1) + "= 0\n");
+    Expect(1, {{0, 1}, {0, 1}}, Sent("US", kNoBus, nullptr) + Readings({-1}) + "= 0\n");
     ShowBus();
     service.Answer("ExecuteCommandWithData", kReplies[3].body);
     automation_execute_command(1, 1);
     TakeTrace();
-    Expect(1, {{0, 1}, {0, 1}}, Sent("US", "", &kReplies[3]) + Reading(284, -1) + "= 0\n");
+    Expect(1, {{0, 1}, {0, 1}}, Sent("US", "", &kReplies[3]) + Readings({-1}) + "= 0\n");
 }
 
 TEST_F(LocalSetTest, IsWaitedForThroughFiveReadings)
 {
     automation_execute_command(1, 1);
     TakeTrace();
+    const auto fails = [](const std::string& last) {
+        return "pause of 200 ms\n" +
+               Says("E localset string is not set, countryId[" + last + "],option[1]") + "= -1\n";
+    };
     // What a reading writes counts only where it succeeds.
     Expect(1, {{0, 1}, {0, 6}, {-1, 1}, {1, 1}, {0, -7}, {0, 1}},
-           Sent("US") + Reading(284, -1) + kPause + Reading(284, 6) + kPause + Reading(284, 6) +
-               kPause + Reading(284, 6) + kPause + Reading(284, -7) + "= 0\n");
+           Sent("US") + Readings({-1, 6, 6, 6, -7}) + "= 0\n");
     Expect(1, {{0, 1}, {0, 6}, {0, 6}, {0, 7}, {-1, 1}, {-1, 1}, {0, 1}},
-           Sent("US") + Reading(284, -1) + kPause + Reading(284, 6) + kPause + Reading(284, 6) +
-               kPause + Reading(284, 7) + kPause + Reading(284, 7) + kPause +
-               Says("E localset string is not set, countryId[7],option[1]") + "= -1\n");
-    std::string readings;
-    for (int reading = 0; reading < 5; ++reading) {
-        readings += Reading(284, -1) + kPause;
-    }
-    Expect(1, {{0, 1}},
-           Sent("US") + readings + Says("E localset string is not set, countryId[-1],option[1]") +
-               "= -1\n");
+           Sent("US") + Readings({-1, 6, 6, 7, 7}) + fails("7"));
+    Expect(1, {{0, 1}}, Sent("US") + Readings({-1, -1, -1, -1, -1}) + fails("-1"));
 }
 
 }  // namespace

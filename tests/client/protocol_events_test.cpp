@@ -26,11 +26,6 @@ const Protocol kProtocols[] = {
      _autoamtion_signal_handler_ep, &cbfp_ep, "ep", "EP", "Ep", "ep_protocol", ""},
 };
 
-void PrintTo(const Protocol& protocol, std::ostream* stream)
-{
-    *stream << protocol.upper;
-}
-
 const ProtocolData_s* received = nullptr;  // what a callback was given last
 const Protocol* ended = nullptr;           // what C ends
 
@@ -48,52 +43,39 @@ void NoteRecord(const char* receiver, const ProtocolData_s* record)
     received = record;
 }
 
-void A(ProtocolData_s* data)
-{
-    NoteRecord("A", data);
-}
-
-void B(ProtocolData_s* data)
-{
-    NoteRecord("B", data);
-}
+const ProtocolCallback_fp A = [](ProtocolData_s* data) { NoteRecord("A", data); };
+const ProtocolCallback_fp B = [](ProtocolData_s* data) { NoteRecord("B", data); };
 
 // Ends its own registration and goes on working with the library.
-void C(ProtocolData_s* data)
-{
+const ProtocolCallback_fp C = [](ProtocolData_s* data) {
     NoteRecord("C", data);
     ended->unregisterCallback();
     automation_execute_command(data->iSize, data->p_data[0]);
-}
+};
 
-std::string NameOf(ProtocolCallback_fp callback)
-{
-    return callback == A ? "A" : callback == B ? "B" : callback == C ? "C" : "nobody";
-}
-
-class ProtocolTest : public ClientTest, public testing::WithParamInterface<Protocol>
+class ProtocolTest : public ClientTest, public testing::WithParamInterface<int>
 {
 protected:
     void Register(ProtocolCallback_fp callback)
     {
-        Note("-- register " + NameOf(callback));
+        Note("-- register");
         Call([&] { return p.registerCallback(callback); });
-        Note("registered: " + NameOf(*p.global));
+        Note(Format("registered: %x", Low(*p.global)));
     }
 
     void Unregister()
     {
         Note("-- unregister");
         Call(p.unregisterCallback);
-        Note("registered: " + NameOf(*p.global));
+        Note(Format("registered: %x", Low(*p.global)));
     }
 
     // The service announces data, and answers so when it is fetched.
-    void Announce(const Protocol& protocol, const std::string& answer)
+    void Announce(const std::string& answer)
     {
         Note("-- announce " + answer);
-        service.Answer("Get" + protocol.capital + "ProtocolData", answer);
-        service.Emit(protocol.low + "_handler");
+        service.Answer("Get" + p.capital + "ProtocolData", answer);
+        service.Emit(p.low + "_handler");
         Iterate();
     }
 
@@ -128,16 +110,16 @@ protected:
         EXPECT_TRACE(story);
     }
 
-    const Protocol& p = GetParam();
-    const Protocol& other = kProtocols[p.low == "ss" ? 1 : 0];
+    const Protocol& p = kProtocols[GetParam()];
+    const Protocol& other = kProtocols[GetParam() == 0 ? 1 : 0];
 };
 
 TEST_P(ProtocolTest, DataReachesTheCallbackInTheProtocolsRecord)
 {
     Register(A);
-    Announce(p, "(@au [3, 16, 32, 48], (1,))");
-    Announce(p, "(@au [5, 511], (-1,))");
-    Announce(p, "(@au [4294967295], (1,))");
+    Announce("(@au [3, 16, 32, 48], (1,))");
+    Announce("(@au [5, 511], (-1,))");
+    Announce("(@au [4294967295], (1,))");
     ExpectStory();
 }
 
@@ -154,20 +136,20 @@ TEST_P(ProtocolTest, ARecordIsFilledToItsEndAndNoFurther)
     words["256 numbers"] = data;
     Register(A);
     TakeTrace();
-    Announce(p, "(@au [" + data + "], (1,))");
-    Announce(p, "(@au [" + data + ", 1, 2], (1,))");
-    Announce(p, "(@au [], (1,))");
+    Announce("(@au [" + data + "], (1,))");
+    Announce("(@au [" + data + ", 1, 2], (1,))");
+    Announce("(@au [], (1,))");
     ExpectStory(words);
 }
 
 TEST_P(ProtocolTest, WhatIsNotDeliveredLeavesCallbackAndRecordAlone)
 {
     Register(A);
-    Announce(p, "(@au [2, 7, 8], (1,))");
+    Announce("(@au [2, 7, 8], (1,))");
     TakeTrace();
     for (const char* answer :
          {"(@au [9, 9], (0,))", "!not today", "((1,),)", "(@au [2], (1,))", "exit"}) {
-        Announce(p, answer);
+        Announce(answer);
     }
     ExpectStory();
 }
@@ -181,12 +163,9 @@ TEST_P(ProtocolTest, OnlyTheServiceAndOnlyThisProtocolIsHeard)
     }
     g_autoptr(GDBusConnection) own = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
     g_autoptr(GDBusConnection) impostor = bus.Connect();
-    for (const char* receiver :
-         {static_cast<const char*>(nullptr), g_dbus_connection_get_unique_name(own)}) {
-        g_dbus_connection_emit_signal(
-            impostor, receiver, "/KVFacAutoObj", "org.kavra.tv.automationservice",
-            (p.low + "_handler").c_str(), g_variant_new("(s)", "a lie"), nullptr);
-    }
+    g_dbus_connection_emit_signal(impostor, g_dbus_connection_get_unique_name(own), "/KVFacAutoObj",
+                                  "org.kavra.tv.automationservice", (p.low + "_handler").c_str(),
+                                  g_variant_new("(s)", "a lie"), nullptr);
     AwaitBus(impostor);
     Iterate();
     EXPECT_TRACE("");
@@ -197,7 +176,7 @@ TEST_P(ProtocolTest, ANullCallbackChangesNothing)
     Register(nullptr);
     Register(A);
     Register(nullptr);
-    Announce(p, "(@au [0], (1,))");
+    Announce("(@au [0], (1,))");
     ExpectStory();
 }
 
@@ -218,9 +197,9 @@ TEST_P(ProtocolTest, RegisteredTwiceIsHandledTwiceUntilOneIsTakenBack)
     Register(A);
     Register(B);
     TakeTrace();
-    Announce(p, "(@au [1, 1], (1,))");
+    Announce("(@au [1, 1], (1,))");
     Unregister();
-    Announce(p, "(@au [2, 2], (1,))");
+    Announce("(@au [2, 2], (1,))");
     Unregister();
     NoteRecord("the record", received);
     ExpectStory();
@@ -230,9 +209,11 @@ TEST_P(ProtocolTest, ProtocolsAreRegisteredAndUnregisteredApart)
 {
     p.registerCallback(A);
     other.registerCallback(B);
-    Announce(p, "(@au [1, 1], (1,))");
+    Announce("(@au [1, 1], (1,))");
     const ProtocolData_s* const record = received;
-    Announce(other, "(@au [0], (1,))");
+    service.Answer("Get" + other.capital + "ProtocolData", "(@au [0], (1,))");
+    service.Emit(other.low + "_handler");
+    Iterate();
     EXPECT_NE(received, record);
     EXPECT_EQ(received->iSize + received->p_data[0], 0);
     p.unregisterCallback();
@@ -254,8 +235,8 @@ TEST_P(ProtocolTest, TheCallbackIsReadOnceForEachSignal)
         Note(line);
         *p.global = line.find("is not NULL") != std::string::npos ? nullptr : *p.global;
     });
-    Announce(p, "(@au [1, 1], (1,))");
-    Announce(p, "(@au [0], (1,))");
+    Announce("(@au [1, 1], (1,))");
+    Announce("(@au [0], (1,))");
     ExpectStory();
 }
 
@@ -265,11 +246,11 @@ TEST_P(ProtocolTest, ACallbackMayUnregisterItselfAndCallTheLibrary)
     Register(C);
     TakeTrace();
     service.Emit(p.low + "_handler");
-    Announce(p, "(@au [5, 6], (1,))");
+    Announce("(@au [5, 6], (1,))");
     ExpectStory();
 }
 
-INSTANTIATE_TEST_SUITE_P(Client, ProtocolTest, testing::ValuesIn(kProtocols),
-                         [](const auto& protocol) { return protocol.param.upper; });
+INSTANTIATE_TEST_SUITE_P(Client, ProtocolTest, testing::Range(0, 3),
+                         [](const auto& index) { return kProtocols[index.param].upper; });
 
 }  // namespace
