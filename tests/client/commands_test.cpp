@@ -249,6 +249,10 @@ INSTANTIATE_TEST_SUITE_P(Client, CommandTest, testing::Range(std::size_t{0}, std
 
 TEST_F(ClientTest, TheLongestPacketIsSent)
 {
+    automation_execute_command(1, 1);
+    // The service takes its time to write so much down.
+    g_dbus_proxy_set_default_timeout(G_DBUS_PROXY(library.proxy.load()), G_MAXINT);
+    TakeTrace();
     std::size_t bytes = 0;
     WatchLog([&bytes](const std::string& line) {
         const bool byte = line == "D packets automation_send_rjp_data: data[7f]";
@@ -262,7 +266,7 @@ TEST_F(ClientTest, TheLongestPacketIsSent)
         sent += ", 127";
     }
     EXPECT_TRACE(Logged("packets", "automation_send_rjp_data", "D ulLength[8000000]") +
-                 Connected() + sent + "])\n" +
+                 "call of SendRjpData: flags 0, timeout 2147483647\n" + sent + "])\n" +
                  Logged("call_frame", "automation_send_rjp_data", "D OK retVal[1]") + "= 0\n");
 }
 

@@ -49,8 +49,9 @@ GVariant* g_dbus_proxy_call_sync(GDBusProxy* proxy, const gchar* method, GVarian
                                  GDBusCallFlags flags, gint timeout, GCancellable* cancellable,
                                  GError** error)
 {
-    if (flags != 0 || timeout != -1 || g_dbus_proxy_get_default_timeout(proxy) != -1) {
-        Note(Format("call of %s: flags %d, timeout %d", method, flags, timeout));
+    const gint limit = timeout != -1 ? timeout : g_dbus_proxy_get_default_timeout(proxy);
+    if (flags != 0 || limit != -1) {
+        Note(Format("call of %s: flags %d, timeout %d", method, flags, limit));
     }
     if (static_cast<void*>(proxy) != library.proxy) {
         Note(Format("past the shared proxy: %s", method));
