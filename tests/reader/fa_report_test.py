@@ -1,6 +1,6 @@
 """fa-report as a person calls it: whole outputs, exit statuses, and its numbers against Python's.
 
-usage: fa_report_test.py FA-REPORT PAGE    (PAGE: where the SQL stands that is tried)
+usage: fa_report_test.py FA-REPORT XMLLINT PAGE    (PAGE: where the SQL stands that is tried)
 """
 import collections
 import csv
@@ -16,29 +16,30 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import xml.etree.ElementTree as ElementTree
 
-PROGRAM, PAGE = os.path.abspath(sys.argv[1]), pathlib.Path(sys.argv[2])
+PROGRAM, XMLLINT, PAGE = os.path.abspath(sys.argv[1]), sys.argv[2], pathlib.Path(sys.argv[3])
 HERE = pathlib.Path(__file__).resolve().parent
 
 
 def item(name, result="pass", spec=None, measure=None, codes=(0x10, 1), duration=35, retries=0,
-         labels="", failed="^^"):
+         labels="", failed="^^", wrong=()):
     return dict(name=name, result=result, spec=spec, measure=measure, codes=codes,
-                duration=duration, retries=retries, labels=labels, failed=failed)
+                duration=duration, retries=retries, labels=labels, failed=failed, wrong=wrong)
 
 
-def report(serial, start, result, items, version="1.0"):
+def report(serial, start, result, items, version="1.0", model="SIM-55"):
     """The text of a raw report; texts may hold any byte as a surrogate."""
     lines = ["[summary]", f"starttime={start}", "duration=420", f"result={result}", "pelko=uart",
              f"testnum={len(items) + 3}", "retrycount=0", "", "[information]", f"s/n={serial}",
-             "model=SIM-55", "option=A,B", f"mm={version}", "sm=2", "ss=3", "mt=4", "bt=5",
+             f"model={model}", "option=A,B", f"mm={version}", "sm=2", "ss=3", "mt=4", "bt=5",
              "ld1=6", "ld2=7", "", "", ""]
     for position, it in enumerate(items, 1):
-        codes = "%02x %02x" % it["codes"]
-        lines += [f"[{position:03}]", f"name={it['name']}, 0x{codes}", "imqs=I"]
+        lines += [f"[{position:03}]", "name=%s, 0x%02x %02x" % (it["name"], *it["codes"]), "imqs=I"]
         if it["result"]:
-            lines += [f"result={it['result']}", f"duration={it['duration']}",
-                      f"retrycount={it['retries']}"]
+            lines += [f"result={it['result']}"] + [f"{what}=error" for what in it["wrong"]]
+        if it["result"] and not it["wrong"]:
+            lines += [f"duration={it['duration']}", f"retrycount={it['retries']}"]
             if it["spec"] is not None:
                 lines += [f"spec={it['spec']}", f"measure={it['measure']}"]
             if it["labels"]:
@@ -105,7 +106,8 @@ class Story(Case):
         for words, status in [(["show", "a/1.txt"], 0), (["show", "."], 1), (["summary", "."], 0),
                               (["table", "."], 0), (["show", "a/0.txt"], 1),
                               (["show", "a/1.txt", "none"], 3),
-                              (["summary", "none"], 3), (["table", "none"], 3), ([], 2), (["sum"], 2),
+                              (["summary", "none"], 3), (["table", "none"], 3), (["junit", "c.txt", "none"], 3),
+                              ([], 2), (["sum"], 2),
                               (["show"], 2), (["show", "-", "-"], 2), (["show", "c.txt", "-o", "./c.txt"], 2),
                               (["show", "--json", "."], 2), (["show", "--bad", "."], 2),
                               (["table", "-f", "xml", "."], 2), (["table", "-p", "day", "."], 2),
@@ -214,27 +216,21 @@ class Numbers(Case):
     def test_against_python(self):
         """All numbers of the summary, computed a second time from what was written."""
         draw = random.Random(1117)
+        number = lambda low, high, count=1: [draw.randint(low, high) for _ in range(count)]
         runs = []
         for n in range(400):
-            items = []
-            for i, (spec, step) in enumerate([("4.75~5.25", 0), ("5.30>", 0), ("4<=", 1), ("-3~9999999", 2),
-                                              ("1,2", 3), ("0!=", 3), ("7~7", 4),
-                                              (draw.choice(["0~9", "0~8"]), 5)]):
-                values = [[round(draw.gauss(5, 0.1), 2)], [draw.randint(1, 9), draw.randint(-10**6, 10**6)],
-                          [draw.randint(-2**31, 2**31 - 1) for _ in range(2)], [draw.randint(0, 9)] * 2,
-                          [7], [draw.choice([1, 2, 3, "nan"])]][step]
-                items.append((f"Item {i}", draw.choice(["pass"] * 6 + ["fail", None]), spec, values,
-                              int(draw.expovariate(1 / 3000)), draw.choice([0, 0, 0, 1]),
-                              draw.choice([8, 9]) if step == 5 else None))
-            start = f"202611{draw.randint(1, 9):02}{draw.randint(0, 3):02}0000"
-            runs.append((f"U{draw.randint(1, 150)}" if n else "", start,
-                         draw.choice(["pass", "pass", "fail", "timeout", "stop", ""]),
-                         draw.choice(["1.0", "1.1", "2.0"]), items))
-        for n, (serial, start, result, version, items) in enumerate(runs):
-            self.write(f"{n % 7}/{n:04}", report(serial, start, result, [
-                item(name, res, spec, ",".join(f"{v:.2f}" if isinstance(v, float) else str(v) for v in values),
-                     (1, i), duration, retries, "" if code is None else f"{code:02x}")
-                for i, (name, res, spec, values, duration, retries, code) in enumerate(items)], version))
+            rows = [("4.75~5.25", [f"{draw.gauss(5, 0.1):.2f}"]), ("5.30>", [f"{draw.gauss(5, 0.1):.2f}"]),
+                    ("4<=", number(1, 9) + number(-10**6, 10**6)), ("-3~9999999", number(-2**31, 2**31 - 1, 2)),
+                    ("1,2", number(0, 9) * 2), ("0!=", number(0, 9) * 2), ("7~7", [7]),
+                    (draw.choice(["0~9", "0~8"]), [draw.choice([1, 2, 3, "nan"])])]
+            items = [item(f"Item {i}", draw.choice(["pass"] * 6 + ["fail", None]), spec, ",".join(map(str, values)),
+                          (1, i), int(draw.expovariate(1 / 3000)), draw.choice([0, 0, 0, 1]),
+                          draw.choice(["08", "09"]) if i == 7 else "") for i, (spec, values) in enumerate(rows)]
+            runs.append((f"U{draw.randint(1, 150)}" if n else "",
+                         f"202611{draw.randint(1, 9):02}{draw.randint(0, 3):02}0000",
+                         draw.choice(["pass", "pass", "fail", "timeout", "stop", ""]), items,
+                         draw.choice(["1.0", "1.1", "2.0"])))
+            self.write(f"{n % 7}/{n:04}", report(*runs[n]))
         # Files are read folder by folder: that order decides between equal start times.
         runs = [runs[n] for n in sorted(range(400), key=lambda n: (n % 7, n))]
         got = json.loads(self.call("summary", "--json", "--by", "mm", "."))
@@ -254,27 +250,27 @@ class Numbers(Case):
                                                 ("last_runs", list(filter(of, lasts)))]}
         part = lambda row: {name: row[name] for name in ("runs", "first_runs", "last_runs")}
         self.assertEqual(part(got), yields(lambda run: True))
-        self.assertEqual(got["units"], len(units))
-        self.assertEqual(got["without_serial_number"], 1)
-        self.assertEqual(got["repeated"], len(runs) - 1 - len({run[:2] for run in runs if run[0]}))
+        self.assertEqual([got["units"], got["without_serial_number"], got["repeated"]],
+                         [len(units), 1, len(runs) - 1 - len({run[:2] for run in runs if run[0]})])
         self.assertEqual({g["value"]: part(g) for g in got["groups"]},
-                         {v: yields(lambda run: run[3] == v) for v in ("1.0", "1.1", "2.0")})
+                         {v: yields(lambda run: run[4] == v) for v in ("1.0", "1.1", "2.0")})
         order = [g["runs"]["yield"] for g in got["groups"]]
         self.assertEqual(order, sorted(order))
         self.assertEqual({d["day"]: part(d) for d in got["days"]},
                          {f"2026-11-{d:02}": yields(lambda run: run[1][6:8] == f"{d:02}") for d in range(1, 10)})
 
-        failures = sum(it[1] == "fail" for run in runs for it in run[4])
+        everything = [it for run in runs for it in run[3]]
+        failures = sum(it["result"] == "fail" for it in everything)
         together = 0
         for row in got["items"]:
-            own = [it for run in runs for it in run[4] if it[0] == row["name"]]
-            done = [it for it in own if it[1]]
-            times = sorted(it[4] for it in done)
-            together += sum(it[1] == "fail" for it in own)
+            own = [it for it in everything if it["name"] == row["name"]]
+            failed = sum(it["result"] == "fail" for it in own)
+            times = sorted(it["duration"] for it in own if it["result"])
+            together += failed
             self.assertEqual([row["runs"], row["failures"], row["without_result"], row["passed_on_retry"]],
-                             [len(done), sum(it[1] == "fail" for it in own), len(own) - len(done),
-                              sum(it[1] == "pass" and it[5] > 0 for it in own)])
-            self.assertAlmostEqual(row["share"], row["failures"] / failures)
+                             [len(times), failed, len(own) - len(times),
+                              sum(it["result"] == "pass" and it["retries"] > 0 for it in own)])
+            self.assertAlmostEqual(row["share"], failed / failures)
             self.assertAlmostEqual(row["cumulative_share"], together / failures)
             for name, exact in [("median_duration", statistics.median_low(times)),
                                 ("duration_95", times[math.ceil(0.95 * len(times)) - 1])]:
@@ -285,32 +281,29 @@ class Numbers(Case):
         normal = statistics.NormalDist().inv_cdf(0.975)
         self.assertEqual(len(got["values"]), 15)
         for row in got["values"]:
-            texts = [it[3][row.get("position", 1) - 1] for run in runs for it in run[4]
-                     if it[0] == row["item"] and it[1] and it[6] == row.get("code") and
-                     (it[6] is None or it[2] == f"0~{row['high']:.0f}")]
-            values = [value for value in texts if value != "nan"]
-            self.assertEqual(row["not_numbers"], len(texts) - len(values))
+            lower, upper, code = row["low"], row["high"], row.get("code")
+            texts = [it["measure"].split(",")[row.get("position", 1) - 1] for it in everything
+                     if it["name"] == row["item"] and it["result"] and
+                     (code is None or (int(it["labels"]), it["spec"]) == (code, f"0~{upper:.0f}"))]
+            values = [float(text) for text in texts if text != "nan"]
             n, mean, sd = len(values), statistics.mean(values), statistics.stdev(values)
-            self.assertEqual([row["n"], row["min"], row["max"]], [n, min(values), max(values)])
+            self.assertEqual([row["not_numbers"], row["n"], row["min"], row["max"]],
+                             [len(texts) - n, n, min(values), max(values)])
             self.assertAlmostEqual(row["mean"] / mean, 1, places=12)
             self.assertAlmostEqual(row["deviation"], sd, delta=sd * 1e-12)
-            lower, upper = row["low"], row["high"]
-            sides = ([(mean - lower) / (3 * sd)] if lower is not None and sd else []) + \
-                    ([(upper - mean) / (3 * sd)] if upper is not None and sd else [])
-            self.assertEqual("cpk" in row, bool(sides), row)
-            self.assertEqual("cp" in row, len(sides) == 2, row)
-            if sides:
-                cpk = min(sides)
-                margin = normal * math.sqrt(1 / (9 * n) + cpk * cpk / (2 * (n - 1)))
-                for name, expected in [("value", cpk), ("low", cpk - margin), ("high", cpk + margin)]:
-                    self.assertAlmostEqual(row["cpk"][name], expected, places=9)
-            if len(sides) == 2:
-                # The chi-square distribution of many degrees of freedom, from its normal limit.
-                spread = normal / math.sqrt(2 * (n - 1))
-                cp = (upper - lower) / (6 * sd)
-                self.assertAlmostEqual(row["cp"]["value"], cp, places=9)
-                self.assertAlmostEqual(row["cp"]["low"] / (cp * (1 - spread)), 1, places=2)
-                self.assertAlmostEqual(row["cp"]["high"] / (cp * (1 + spread)), 1, places=2)
+            cpk = min([(mean - lower) / (3 * sd)] if lower is not None and sd else [math.inf],
+                      [(upper - mean) / (3 * sd)] if upper is not None and sd else [math.inf])[0]
+            self.assertEqual(["cpk" in row, "cp" in row],
+                             [cpk < math.inf, cpk < math.inf and None not in (lower, upper)], row)
+            margin = normal * math.sqrt(1 / (9 * n) + cpk * cpk / (2 * (n - 1)))
+            # The chi-square distribution of many degrees of freedom, from its normal limit.
+            spread = normal / math.sqrt(2 * (n - 1))
+            for index, width, places in [("cpk", margin, 9), ("cp", spread, 2)]:
+                value = cpk if index == "cpk" else (upper - lower) / (6 * sd) if index in row else 0
+                width = width if index == "cpk" else width * value
+                for name, expected in [("value", value), ("low", value - width), ("high", value + width)]:
+                    if index in row:
+                        self.assertAlmostEqual(row[index][name] / expected, 1, places=places)
         ranks = [row["cpk"]["value"] for row in got["values"] if "cpk" in row]
         self.assertEqual(ranks, sorted(ranks))
         self.assertTrue(all("cpk" in row for row in got["values"][:len(ranks)]))
@@ -347,6 +340,43 @@ class Hostile(Case):
         for words in [("show",), ("summary", "--by", "mm")]:
             text = self.call(*words, ".", status=0)
             self.assertEqual(re.findall(r"[\x00-\x08\x0b-\x1f\x7f-\x9f]", text), [])
+
+
+class JUnit(Case):
+    def test_cases_and_counts(self):
+        """Valid against the schema, and every case and count what the report says, whatever its texts hold."""
+        hostile = b"</testcase>\"'&<b>]]>\xff\x01\xef\xbf\xbf".decode("utf-8", "surrogateescape")
+        text = "</testcase>\"'&<b>]]>" + 3 * "\ufffd"
+        measured = dict(spec="1.00<=", measure="2.50", duration=61250)
+        passed = item(hostile, **measured)
+        failed = item(hostile, "fail", failed=f"normal;1;2;3^{hostile}^", **measured)
+        none = item(hostile, None)
+        wrong = item(hostile, "fail", wrong=["data"])
+        for result, items, counts, kinds, status in [
+                ("fail", [passed, failed, wrong, none, item(hostile, "fail", wrong=["spec", "list"]), none],
+                 "6 1 2 2", [None, "failure", "error", "skipped", "error", "skipped"], 1),
+                ("pass", [passed, none], "2 0 0 1", [None, "skipped"], 0),
+                # No item tells that the run was stopped.
+                ("stop", [passed], "2 0 1 0", [None, "error"], 1)]:
+            self.write("run.txt", report(hostile, "20261117001329", result, items, model="M<1>"))
+            xml = self.call("junit", "run.txt", status=status)
+            valid = subprocess.run([XMLLINT, "--noout", "--relaxng", HERE / "junit.rng", "-"], input=xml.encode(),
+                                   stderr=subprocess.PIPE)
+            self.assertEqual(valid.returncode, 0, valid.stderr)
+            (suite,) = ElementTree.fromstring(xml)
+            self.assertEqual([suite.get(name) for name in "tests failures errors skipped".split()], counts.split())
+            self.assertEqual([suite.get(name) for name in "name timestamp time".split()],
+                             [text + " 2026-11-17 00:13:29", "2026-11-17T00:13:29", "0.420"])
+            properties = {one.get("name"): one.get("value") for one in suite.iter("property")}
+            self.assertEqual([properties["mm"], properties["result"]], ["1.0", result])
+            cases = suite.findall("testcase")
+            self.assertEqual([case[0].tag if len(case) else None for case in cases], kinds)
+            self.assertEqual([cases[0].get(name) for name in ("classname", "name", "time")],
+                             ["M<1>", text + ", 0x10 01", "61.250"])
+            for failure in suite.iter("failure"):
+                for part in ("normal;1;2;3", text, "2.50", "<= 1.00"):
+                    self.assertIn(part, failure.get("message"))
+                    self.assertIn(part, failure.text)
 
 
 if __name__ == "__main__":
