@@ -1,7 +1,5 @@
 // A platform that answers what a profile cannot say: the profile is as near as it can be, and each
 // loss is told. The functions here take the place of the simulated platform's.
-#include "platform/profile/profile_text.h"
-
 #include <fa_platform/bluetooth.h>
 #include <fa_platform/factory.h>
 #include <fa_platform/system_info.h>
@@ -34,24 +32,31 @@ int factory_get_option_string_data(int, char* buffer, unsigned int* length)
     return 0;
 }
 
+int ProfileMain(int argc, char** argv);  // of fa-platform-profile, which has it as its main
+
 TEST(OddPlatform, IsToldAsNearAsAProfileCan)
 {
-    const fa::PlatformProfile profile = fa::AskPlatform();
+    char name[] = "fa-platform-profile";
+    char* words[] = {name, nullptr};
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ProfileMain(1, words), 3);
+    const std::string profile = testing::internal::GetCapturedStdout();
     for (const std::string part :
          {"[system_info_string]\n0=text\n# 128: the query fails with 0\n# 133: the query fails "
           "with 5\n",
           "# chip_version: the query fails with -61\n", "\n7=0x0000002A\n8=0x0000002A\n"}) {
-        EXPECT_THAT(profile.text, testing::HasSubstr(part));
+        EXPECT_THAT(profile, testing::HasSubstr(part));
     }
-    EXPECT_THAT(profile.text, testing::EndsWith("\n254=" + std::string(127, 'o') + "\n"));
-    const char inSpite[] = " and has an answer all the same; in the profile it succeeds";
-    EXPECT_THAT(
-        profile.losses,
-        testing::ElementsAre(
-            std::string("system information string 0 fails with 5") + inSpite,
-            "system information string 128 succeeds without a text; in the profile it fails",
-            std::string("local-dimming version 7 fails with 1") + inSpite,
-            std::string("local-dimming version 8 fails with 1") + inSpite,
-            "factory option 254 has bytes after the end of its text",
-            "factory option 254 has the length 128; in the profile it is 127"));
+    EXPECT_THAT(profile, testing::EndsWith("\n254=" + std::string(127, 'o') + "\n"));
+    const std::string inSpite = " and has an answer all the same; in the profile it succeeds\n";
+    const std::string teller = "fa-platform-profile: ";
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        teller + "system information string 0 fails with 5" + inSpite + teller +
+            "system information string 128 succeeds without a text; in the profile it fails\n" +
+            teller + "local-dimming version 7 fails with 1" + inSpite + teller +
+            "local-dimming version 8 fails with 1" + inSpite + teller +
+            "factory option 254 has bytes after the end of its text\n" + teller +
+            "factory option 254 has the length 128; in the profile it is 127\n");
 }

@@ -1,4 +1,9 @@
-// The simulated platform by itself: what it answers from a profile, refuses, logs and shows.
+// The simulated platform by itself: what it answers from a profile, refuses, logs and shows; and
+// what a profile tells of a platform, which makes another platform like it.
+#include "platform/profile/profile_text.h"
+
+#include <fa_api/PelkoAppClientLogger.h>
+#include <fa_api/automation_api.h>
 #include <fa_platform/bluetooth.h>
 #include <fa_platform/debug_menu.h>
 #include <fa_platform/display_panel.h>
@@ -8,10 +13,13 @@
 #include <fa_platform/system_info.h>
 #include <fa_platform/video_enhance.h>
 #include <fcntl.h>
+#include <glib.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <random>
+#include <set>
 
 #include "support/session.h"
 #include "support/trace.h"
@@ -23,18 +31,18 @@ constexpr char kFeature[] = "com.velmora/featureconf/bluetooth.support";
 
 // The queries, with their result and what they leave in an output that held something else.
 
-std::string Int()
+std::string Int(int key)
 {
     int value = -77;
-    const int result = system_info_get_value_int(869, &value);
+    const int result = system_info_get_value_int(key, &value);
     return Format("%d %d", result, value);
 }
 
-std::string Text()
+std::string Text(int key)
 {
     char untouched[] = "untouched";
     char* value = untouched;
-    const int result = system_info_get_value_string(133, &value);
+    const int result = system_info_get_value_string(key, &value);
     const std::string text = Format("%d %s", result, value);
     std::free(value != untouched ? value : nullptr);
     return text;
@@ -51,16 +59,16 @@ std::string Bluetooth()
 
 std::string Panel(int size)
 {
-    char buffer[] = "untouched";
+    char buffer[40] = "untouched";
     IDisplayPanel* panel = IDisplayPanel::getInstance();
     const int result = panel != nullptr ? panel->getTconDataVersion(buffer, size) : -9;
     return Format("%d %s", result, buffer);
 }
 
-std::string Dimming()
+std::string Dimming(int selector)
 {
     unsigned int value = 77;
-    const int result = ve_start_local_dimming_test(8, &value);
+    const int result = ve_start_local_dimming_test(static_cast<unsigned char>(selector), &value);
     return Format("%d %X", result, value);
 }
 
@@ -73,6 +81,18 @@ std::string Option()
     return Format("%d %u %s %c", result, length, buffer, buffer[128]);
 }
 
+std::string AllAnswers()
+{
+    std::string answers = Bluetooth() + "\n" + Panel(40) + "\n" + Option();
+    for (const int key : {869, 284}) {
+        answers += "\n" + Int(key);
+    }
+    for (const int key : {0, 128, 133}) {
+        answers += "\n" + Text(key);
+    }
+    return answers + "\n" + Dimming(7) + "\n" + Dimming(8);
+}
+
 TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
 {
     const std::string ints = "[system_info_int]\n869=";
@@ -81,48 +101,53 @@ TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
     const std::string panel = "[display_panel]\npresent=true\ntcon_data_version=TCON-1\n";
     const std::string option = "[factory_option]\n254=";
     const std::string no32 = " in [system_info_int] is not a number of 32 bits\n";
+    const auto bluetooth = [](int) { return Bluetooth(); };
+    const auto optionText = [](int) { return Option(); };
     const struct {
         int line;
         std::string profile;
-        std::function<std::string()> query;
+        std::function<std::string(int)> query;
+        int key;
         std::string answer;
         std::string complaint = {};
     } rows[] = {
-        {__LINE__, "", Int, "-1 -77"},
-        {__LINE__, ints + "6", Int, "0 6"},
-        {__LINE__, ints + "-2147483648", Int, "0 -2147483648"},
-        {__LINE__, ints + "0x1a", Int, "0 26"},
-        {__LINE__, ints + "4294967295", Int, "0 -1"},
-        {__LINE__, ints, Int, "-1 -77"},
-        {__LINE__, ints + "4294967296", Int, "-1 -77", "869=4294967296" + no32},
-        {__LINE__, ints + "-2147483649", Int, "-1 -77", "869=-2147483649" + no32},
-        {__LINE__, ints + "99999999999999999999", Int, "-1 -77", "869=99999999999999999999" + no32},
-        {__LINE__, ints + "6 sets", Int, "-1 -77", "869=6 sets" + no32},
-        {__LINE__, "", Text, "-1 untouched"},
-        {__LINE__, texts, Text, "0 "},
-        {__LINE__, texts + "A\\nB\\tC\\sD\\\\E\\x41", Text, "0 A\nB\tC D\\EA"},
-        {__LINE__, texts + "A\\q", Text, "-1 untouched",
+        {__LINE__, "", Int, 869, "-1 -77"},
+        {__LINE__, ints + "6", Int, 869, "0 6"},
+        {__LINE__, ints + "-2147483648", Int, 869, "0 -2147483648"},
+        {__LINE__, ints + "0x1a", Int, 869, "0 26"},
+        {__LINE__, ints + "4294967295", Int, 869, "0 -1"},
+        {__LINE__, ints, Int, 869, "-1 -77"},
+        {__LINE__, ints + "4294967296", Int, 869, "-1 -77", "869=4294967296" + no32},
+        {__LINE__, ints + "-2147483649", Int, 869, "-1 -77", "869=-2147483649" + no32},
+        {__LINE__, ints + "99999999999999999999", Int, 869, "-1 -77",
+         "869=99999999999999999999" + no32},
+        {__LINE__, ints + "6 sets", Int, 869, "-1 -77", "869=6 sets" + no32},
+        {__LINE__, "", Text, 133, "-1 untouched"},
+        {__LINE__, texts, Text, 133, "0 "},
+        {__LINE__, texts + "A\\nB\\tC\\sD\\\\E\\x41", Text, 133, "0 A\nB\tC D\\EA"},
+        {__LINE__, texts + "A\\q", Text, 133, "-1 untouched",
          "133=A\\q in [system_info_string] has an unknown escape\n"},
-        {__LINE__, "", Bluetooth, "-1 1, -1 -77"},
-        {__LINE__, feature + "false\n[bluetooth]\nchip_version=12", Bluetooth, "0 0, 0 12"},
-        {__LINE__, feature + "perhaps", Bluetooth, "-1 1, -1 -77"},
-        {__LINE__, "", [] { return Panel(10); }, "-9 untouched"},
-        {__LINE__, "[display_panel]\npresent=true", [] { return Panel(10); }, "-1 untouched"},
-        {__LINE__, panel, [] { return Panel(10); }, "0 TCON-1"},
-        {__LINE__, panel, [] { return Panel(5); }, "0 TCON"},
-        {__LINE__, panel, [] { return Panel(0); }, "-1 untouched"},
-        {__LINE__, "", Dimming, "-1 4D"},
-        {__LINE__, "[local_dimming]\n7=1\n8=0xFFFFFFFE", Dimming, "0 FFFFFFFE"},
-        {__LINE__, "", Option, "-1 77 untouched !"},
-        {__LINE__, option, Option, "0 0  !"},
-        {__LINE__, option + std::string(127, 'o'), Option, "0 127 " + std::string(127, 'o') + " !"},
-        {__LINE__, option + std::string(128, 'o'), Option, "-1 77 untouched !"},
+        {__LINE__, "", bluetooth, 0, "-1 1, -1 -77"},
+        {__LINE__, feature + "false\n[bluetooth]\nchip_version=12", bluetooth, 0, "0 0, 0 12"},
+        {__LINE__, feature + "perhaps", bluetooth, 0, "-1 1, -1 -77"},
+        {__LINE__, "", Panel, 10, "-9 untouched"},
+        {__LINE__, "[display_panel]\npresent=true", Panel, 10, "-1 untouched"},
+        {__LINE__, panel, Panel, 10, "0 TCON-1"},
+        {__LINE__, panel, Panel, 5, "0 TCON"},
+        {__LINE__, panel, Panel, 0, "-1 untouched"},
+        {__LINE__, "", Dimming, 8, "-1 4D"},
+        {__LINE__, "[local_dimming]\n7=1\n8=0xFFFFFFFE", Dimming, 8, "0 FFFFFFFE"},
+        {__LINE__, "", optionText, 0, "-1 77 untouched !"},
+        {__LINE__, option, optionText, 0, "0 0  !"},
+        {__LINE__, option + std::string(127, 'o'), optionText, 0,
+         "0 127 " + std::string(127, 'o') + " !"},
+        {__LINE__, option + std::string(128, 'o'), optionText, 0, "-1 77 untouched !"},
     };
     for (const auto& row : rows) {
         const testing::ScopedTrace where(__FILE__, row.line, "row");
         fa_platform::UseProfileText((row.profile + "\n").c_str());
         testing::internal::CaptureStderr();
-        const std::string answer = row.query();
+        const std::string answer = row.query(row.key);
         EXPECT_EQ(testing::internal::GetCapturedStderr(),
                   row.complaint.empty() ? "" : "fa_platform: " + row.complaint);
         EXPECT_EQ(answer, row.answer);
@@ -132,16 +157,16 @@ TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
 TEST(SimulatedPlatform, ReadsTheProfileFileAgainForEachQuery)
 {
     unsetenv("FA_PLATFORM_PROFILE");
-    EXPECT_EQ(Int(), "0 1");  // of the sample
+    EXPECT_EQ(Int(869), "0 1");  // of the sample
     const std::string path = testing::TempDir() + Format("fa-profile-%d.ini", getpid());
     setenv("FA_PLATFORM_PROFILE", path.c_str(), 1);
     for (const char* value : {"5", "6"}) {
         std::ofstream(path) << "[system_info_int]\n869=" << value << "\n";
-        EXPECT_EQ(Int(), std::string("0 ") + value);
+        EXPECT_EQ(Int(869), std::string("0 ") + value);
     }
     unlink(path.c_str());
     testing::internal::CaptureStderr();
-    EXPECT_EQ(Int(), "-1 -77");
+    EXPECT_EQ(Int(869), "-1 -77");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "fa_platform: profile " + path + ": No such file or directory\n");
 }
@@ -192,6 +217,81 @@ TEST(SimulatedPlatform, WaitsForANumberAndTakesTheEndOfInputForExit)
     EXPECT_EQ(Play(kStream, choices, "choice >> [99]"), 0);
     EXPECT_EQ(Play(kStream, choices, "choice >> {no line end}[99]"), 0);
     EXPECT_EQ(Play(kTerminal, choices, "choice >> {five\n}[-1]choice >> {\4}[99]"), 0);
+}
+
+// A profile of any platform: entries missing, numbers of all sizes, texts of all bytes and lengths.
+std::string RandomProfile(std::mt19937& random)
+{
+    const auto upTo = [&](unsigned int last) { return static_cast<int>(random() % (last + 1)); };
+    const auto number = [&] { return std::to_string(static_cast<int>(random())); };
+    const auto flag = [&] { return std::string(upTo(1) == 0 ? "true" : "false"); };
+    const auto text = [&] {
+        std::string escaped;
+        for (int left = upTo(upTo(1) == 0 ? 4 : 127); left > 0; --left) {
+            constexpr unsigned char kSpecial[] = " \t\n\r\\=#[]\xC3\xA9";
+            const int byte = upTo(1) == 0 ? 1 + upTo(254) : kSpecial[upTo(10)];
+            escaped += Format("\\x%02x", static_cast<unsigned int>(byte));
+        }
+        return escaped;
+    };
+    const std::pair<std::string, std::string> entries[] = {
+        {"[system_info_int]\n869", number()},
+        {"284", number()},
+        {"[system_info_string]\n0", text()},
+        {"128", text()},
+        {"133", text()},
+        {"[custom_bool]\n" + std::string(kFeature), flag()},
+        {"[bluetooth]\nchip_version", number()},
+        {"[display_panel]\npresent", flag()},
+        {"tcon_data_version", text().substr(0, 4 * 39)},
+        {"[local_dimming]\n7", number()},
+        {"8", std::to_string(random())},
+        {"[factory_option]\n254", text()}};
+    std::string profile;
+    for (const auto& [key, value] : entries) {
+        const std::size_t begin = key.rfind('\n') + 1;
+        const char* comment = upTo(4) == 0 ? "#" : "";
+        profile += key.substr(0, begin) + comment + key.substr(begin) + "=" + value + "\n";
+    }
+    return profile;
+}
+
+TEST(PlatformProfile, MakesAnotherPlatformAnswerAlike)
+{
+    std::mt19937 random(1);
+    for (int round = 0; round < 400; ++round) {
+        const std::string original = RandomProfile(random);
+        fa_platform::UseProfileText(original.c_str());
+        const std::string answers = AllAnswers();
+        const fa::PlatformProfile copy = fa::AskPlatform();
+        EXPECT_EQ(copy.losses, std::vector<std::string>{}) << original;
+        fa_platform::UseProfileText(copy.text.c_str());
+        ASSERT_EQ(AllAnswers(), answers) << original << "--- became ---\n" << copy.text;
+        ASSERT_TRUE(g_utf8_validate(copy.text.c_str(), -1, nullptr)) << copy.text;
+    }
+}
+
+TEST(PlatformProfile, AsksWhatTheLibraryAsks)
+{
+    fa_platform::UseProfileText(
+        "[system_info_int]\n869=1\n284=6\n"
+        "[custom_bool]\ncom.velmora/featureconf/bluetooth.support=true\n"
+        "[display_panel]\npresent=true\n");
+    std::set<std::string> queries;
+    fa_platform::SetQueryObserver([&](const std::string& query) {
+        if (query.find("FCBlockProfiler") == std::string::npos) {
+            queries.insert(query);
+        }
+    });
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+    automation_execute_command_with_projector(806, 6);
+    PelkoTestInfo_s run{};
+    std::vector<PelkoItem_s> items;
+    std::string report;
+    PelkoAppClientLogger(PelkoAppClientLogger::MODE_DETAIL).GetLog(report, &run, &items);
+    const std::set<std::string> ofTheLibrary = std::exchange(queries, {});
+    fa::AskPlatform();
+    EXPECT_EQ(queries, ofTheLibrary);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <climits>
 #include <fstream>
 #include <random>
 
@@ -51,6 +52,13 @@ PelkoTestItemValue_s RandomValue(int type)
                                  : Bytes(Random(1, 8), RandomText(8));
 }
 
+// A text field as far as its end.
+template <typename Byte, std::size_t N>
+std::string Chars(const Byte (&field)[N])
+{
+    return {field, std::find(field, field + N, '\0')};
+}
+
 // A value as a specification of it alone has it.
 std::string TextOf(const PelkoTestItemValue_s& value, int type)
 {
@@ -61,38 +69,52 @@ std::string TextOf(const PelkoTestItemValue_s& value, int type)
     return text;
 }
 
+// A count for a field: mostly a few, now and then at and past the field's edges.
+int RandomCount(int capacity, int few = 3)
+{
+    const int edges[] = {-1, capacity - 1, capacity, capacity + 1, INT_MAX};
+    return Random(0, 9) == 0 ? edges[Random(0, 4)] : Random(0, few);
+}
+
+// As many values as the record holds of those that it claims.
+int Measured(const PelkoItem_s& item)
+{
+    return static_cast<int>(std::clamp(0LL + item.iMeasureCount + item.iExtraCount, 0LL, 96LL));
+}
+
 PelkoItem_s RandomItem(int index)
 {
     // The item of which a simple report selects a value is one in eight.
     const bool multiple = Random(0, 7) == 0;
-    PelkoItem_s item = MakeItem(RandomText(40), multiple ? 0xCC : 0x20,
+    PelkoItem_s item = MakeItem(RandomText(62), multiple ? 0xCC : 0x20,
                                 multiple ? 0x11 : static_cast<unsigned char>(index));
-    const int measures = Random(0, 8);
-    const int count = measures + Random(0, 3);
-    const int type = Random(0, 3);
-    const bool listed = Random(0, 1) == 1;
     Set(item, Format("result=%d flags=%d datatype=2 datalength=%d insptype=%d retries=%d spec=%d "
-                     "spectype=%d specs=%d",
-                     Random(1, 5), Random(0, 5) == 0 ? Random(1, 7) : 0, Random(0, 1), Random(0, 1),
-                     Random(0, 3), Random(SPEC_NONE, SPEC_LIST), Random(0, 3), Random(1, 20)));
-    Set(item,
-        Format("tid=%d ltid=%d starttime=%d duration=%d skips=%d errors=%d measures=%d "
-               "extras=%d type=%d select=%d codes=%d",
-               Random(0, 12), Random(-5, 99999), Random(0, 99999), Random(0, 99999), Random(0, 3),
-               Random(0, 3), measures, count - measures, type, Random(-1, count - 1),
-               !listed                ? 0
-               : type == VALUE_STRING ? count
-                                      : Random(0, count)));
-    Put(item.szImqs, RandomText(60));
-    Put(item.stMsgData.aucData, RandomText(20));
-    Put(item.aucSkip, "\x08\x09\xFF");
-    Put(item.aucError, "\x14\x01\x15");
+                     "spectype=%d specs=%d select=%d expect=%d",
+                     Random(1, 5), Random(0, 5) == 0 ? Random(1, 7) : 0, Random(-1, 1),
+                     Random(0, 1), Random(0, 3), Random(SPEC_NONE, SPEC_LIST), Random(0, 3),
+                     RandomCount(20, 20), Random(-1, 95), Random(-1, 4)));
+    Set(item, Format("tid=%d ltid=%d starttime=%d duration=%d skips=%d errors=%d measures=%d "
+                     "extras=%d type=%d codes=%d",
+                     Random(0, 12), Random(-5, 99999), Random(0, 99999), Random(0, 99999),
+                     RandomCount(16), RandomCount(64), RandomCount(96, 8), RandomCount(96),
+                     Random(0, 3), RandomCount(96, 8)));
+    if (item.eMeasureValueType == VALUE_STRING) {
+        item.iListCount = Measured(item);  // else it cannot be told where a text ends
+    }
+    Put(item.szImqs, RandomText(776));
+    Put(item.stMsgData.aucData, RandomText(32));
+    for (unsigned char* codes : {item.aucSkip, item.aucError, item.aucList}) {
+        std::generate_n(codes,
+                        codes == item.aucSkip    ? 16
+                        : codes == item.aucError ? 64
+                                                 : 96,
+                        [] { return static_cast<unsigned char>(Random(0, 255)); });
+    }
     for (PelkoTestItemValue_s& value : item.astSpec) {
         value = RandomValue(item.eSpecValueType);
     }
-    for (int i = 0; i < count; ++i) {
-        item.astMeasure[i] = RandomValue(item.eMeasureValueType);
-        item.aucList[i] = static_cast<unsigned char>(Random(0, 255));
+    for (PelkoTestItemValue_s& value : item.astMeasure) {
+        value = RandomValue(item.eMeasureValueType);
     }
     return item;
 }
@@ -105,14 +127,23 @@ Record RandomRecord()
         record.option += "," + RandomText(9);
     }
     record.bluetooth = Random(0, 2);
-    record.info.iItemCount = Random(0, 12);
+    record.info.iItemCount = Random(-1, 12);
     record.info.iRetryCount = Random(-1, 3);
-    record.info.stStartTime = {126, 11, 17, static_cast<signed char>(Random(0, 23)), 5, 9, {}};
-    Put(record.info.szSerialNumber, RandomText(27));
-    record.info.iRunState = Random(2, 5);
-    record.info.iFailCount = Random(0, 1);
+    record.info.stStartTime = {126, 11, 17, 0, 5, 9, {}};
+    if (Random(0, 2) == 0) {
+        PelkoInfoTime_s& odd = record.info.stStartTime;
+        for (signed char* field : {&odd.cYear, &odd.cMonth, &odd.cDay, &odd.cHour, &odd.cMinute}) {
+            *field = static_cast<signed char>(Random(-128, 125));
+        }
+    }
+    Put(record.info.szSerialNumber, RandomText(28));
+    record.info.iRunState = Random(2, 6);
+    record.info.iFailCount = Random(-1, 1);
     record.info.ulDuration = static_cast<unsigned int>(Random(0, 2000000000)) * 2U;
-    record.info.iLinkType = Random(0, 3);
+    record.info.iLinkType = Random(-1, 3);
+    for (unsigned int& value : record.info.aulLinkValue) {
+        value = static_cast<unsigned int>(Random(INT_MIN, INT_MAX));
+    }
     InspectionLogger::ClearAllInspectionLog();
     Logger::ClearFailedLog();
     for (int i = 0; i < record.info.iItemCount; ++i) {
@@ -123,7 +154,7 @@ Record RandomRecord()
             Logger::RecordFailedItem(&item, INSPECTION_AUTO);
             record.notes.back() =
                 Format("auto;%u;%u;%d", item.ulStartTime, item.ulDuration, item.lTid);
-            record.details.back() = RandomText(60);
+            record.details.back() = RandomText(100);
             InspectionLogger::AssignInspectionLog(item.ucCode1, item.ucCode2,
                                                   record.details.back());
         }
@@ -145,10 +176,11 @@ std::string Written(Record& record, int mode)
     return report;
 }
 
-std::string Joined(const unsigned char* codes, int count)
+template <std::size_t N>
+std::string Joined(const unsigned char (&codes)[N], int claimed)
 {
     std::string names;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < std::clamp<int>(claimed, 0, N); ++i) {
         names.append(i > 0 ? "," : "").append(fa::SubItemName(codes[i]));
     }
     return names;
@@ -157,14 +189,15 @@ std::string Joined(const unsigned char* codes, int count)
 void ExpectSpec(const fa::Spec& spec, const PelkoItem_s& item, bool simple)
 {
     const bool list = item.iSpecType == SPEC_LIST;
-    const int count = list ? item.iSpecCount : item.iSpecType == SPEC_RANGE ? 2 : 1;
-    const int kind = list && count == 1 ? SPEC_VALUE : std::max<int>(item.iSpecType, SPEC_VALUE);
+    const int listed = list ? std::clamp(item.iSpecCount, 0, 20) : 0;
+    const bool empty = item.iSpecType == SPEC_NONE || (list && listed == 0);
+    const int count = list ? std::max(listed, 1) : item.iSpecType == SPEC_RANGE ? 2 : 1;
+    const int kind = empty || (list && count == 1) ? SPEC_VALUE : item.iSpecType;
     EXPECT_EQ(static_cast<int>(spec.kind), kind - SPEC_VALUE);
     EXPECT_EQ(spec.truncated, simple && count > 14);
     ASSERT_EQ(spec.limits.size(), static_cast<std::size_t>(spec.truncated ? 14 : count));
     for (std::size_t i = 0; i < spec.limits.size(); ++i) {
-        const bool none = item.iSpecType == SPEC_NONE;
-        EXPECT_EQ(spec.limits[i], none ? "" : TextOf(item.astSpec[i], item.eSpecValueType));
+        EXPECT_EQ(spec.limits[i], empty ? "" : TextOf(item.astSpec[i], item.eSpecValueType));
     }
 }
 
@@ -175,8 +208,8 @@ void ExpectItem(const fa::Item& read, fa::ReportMode mode, const Record& record)
     const bool simple = mode == fa::ReportMode::kSimple;
     const std::size_t index = static_cast<std::size_t>(read.position) - 1;
     const PelkoItem_s& item = record.items.at(index);
-    EXPECT_EQ(read.name, item.szName);
-    EXPECT_EQ(read.imqs, raw ? item.szImqs : "");
+    EXPECT_EQ(read.name, Chars(item.szName));
+    EXPECT_EQ(read.imqs, raw ? Chars(item.szImqs) : "");
     EXPECT_EQ(read.codes ? read.codes->code1 << 8 | read.codes->code2 : -1,
               raw ? item.ucCode1 << 8 | item.ucCode2 : -1);
     const bool none = item.ulResult <= 1;
@@ -188,8 +221,8 @@ void ExpectItem(const fa::Item& read, fa::ReportMode mode, const Record& record)
     EXPECT_EQ((read.specError ? 1U : 0) + (read.dataError ? 2U : 0) + (read.listError ? 4U : 0),
               wrong ? item.ulErrorFlag : 0);
     const bool whole = !none && !wrong;
-    const auto* data = reinterpret_cast<const char*>(item.stMsgData.aucData);
-    EXPECT_EQ(read.data.value_or("none"), whole && item.stMsgData.iLength > 0 ? data : "none");
+    const bool hasData = whole && item.stMsgData.iLength > 0;
+    EXPECT_EQ(read.data.value_or("none"), hasData ? Chars(item.stMsgData.aucData) : "none");
     EXPECT_EQ(read.timed, whole && !simple);
     if (read.timed) {
         EXPECT_EQ(read.duration, item.ulDuration);
@@ -210,19 +243,53 @@ void ExpectItem(const fa::Item& read, fa::ReportMode mode, const Record& record)
     if (read.spec) {
         ExpectSpec(fa::ReadSpec(*read.spec, mode), item, simple);
     }
-    const int count = item.iMeasureCount + item.iExtraCount;
-    const bool hasValues = shown && (selects || !hasSpec || item.iMeasureCount > 0);
+    const bool enough =
+        0LL + item.iMeasureCount + item.iExtraCount >= std::max(item.iListCount, item.iExpectCount);
+    const bool hasValues =
+        shown && Measured(item) > 0 &&
+        (selects ? enough || item.iListCount > 0 : !hasSpec || item.iMeasureCount > 0);
     std::vector<fa::Value> values;
     fa::SplitValues(read, mode, values);
-    ASSERT_EQ(values.size(), static_cast<std::size_t>(!hasValues ? 0 : selects ? 1 : count));
+    ASSERT_EQ(values.size(), static_cast<std::size_t>(!hasValues ? 0
+                                                      : selects  ? 1
+                                                                 : Measured(item)));
     for (const fa::Value& value : values) {
         const int i = selects ? item.iSelectIndex : value.position - 1;
-        const bool listed = i < item.iListCount;
-        EXPECT_EQ(value.text, TextOf(item.astMeasure[i], item.eMeasureValueType));
-        EXPECT_EQ(value.code, raw && listed ? item.aucList[i] : -1);
-        EXPECT_EQ(value.label.value_or("none"),
-                  (raw ? listed : item.iListCount > 0) ? fa::SubItemName(item.aucList[i]) : "none");
+        const bool coded = raw && i < item.iListCount;
+        EXPECT_EQ(value.text,
+                  selects && !enough ? "" : TextOf(item.astMeasure[i], item.eMeasureValueType));
+        EXPECT_EQ(value.code, coded ? item.aucList[i] : -1);
+        EXPECT_EQ(value.label.value_or("none"), coded || (!raw && item.iListCount > 0)
+                                                    ? fa::SubItemName(item.aucList[i])
+                                                    : "none");
     }
+}
+
+void ExpectRun(const fa::Run& run, const Record& record)
+{
+    const PelkoTestInfo_s& info = record.info;
+    const PelkoInfoTime_s& time = info.stStartTime;
+    EXPECT_EQ(run.startTime, Format("%d%02d%02d%02d%02d09", time.cYear + 1900, time.cMonth,
+                                    time.cDay, time.cHour, time.cMinute));
+    if (time.cYear == 126) {
+        EXPECT_EQ(run.start, 20261117000509U);
+    }
+    EXPECT_EQ(run.duration, info.ulDuration);
+    EXPECT_EQ(run.result, info.iRunState == RUN_STATE_TIMED_OUT   ? fa::RunResult::kTimeout
+                          : info.iRunState == RUN_STATE_STOPPED   ? fa::RunResult::kStop
+                          : info.iRunState != RUN_STATE_COMPLETED ? fa::RunResult::kNone
+                          : info.iFailCount > 0                   ? fa::RunResult::kFail
+                                                                  : fa::RunResult::kPass);
+    const auto& link = info.aulLinkValue;
+    const std::string values = Format(", %u, %u, %u, %u", link[0], link[1], link[2], link[3]);
+    EXPECT_EQ(run.link, info.iLinkType == LINK_TYPE_UART        ? "uart"
+                        : info.iLinkType == LINK_TYPE_BLUETOOTH ? "bt" + values
+                        : info.iLinkType == LINK_TYPE_WIFI      ? "wifi" + values
+                                                                : "");
+    EXPECT_EQ(run.retries, info.iRetryCount);
+    EXPECT_EQ(run.SerialNumber(), Chars(info.szSerialNumber));
+    EXPECT_EQ(fa::JoinedLines(run.Value("option")), record.option);
+    EXPECT_EQ(run.Value("bt"), kBluetooth[record.bluetooth]);
 }
 
 class ReportReaderTest : public testing::Test
@@ -257,9 +324,6 @@ protected:
 // file is read.
 TEST_F(ReportReaderTest, ReadsWhatTheLibraryWrites)
 {
-    constexpr const char* kLinks[] = {"uart", "bt, 0, 0, 0, 0", "wifi, 0, 0, 0, 0", ""};
-    constexpr fa::RunResult kResults[] = {fa::RunResult::kNone, fa::RunResult::kPass,
-                                          fa::RunResult::kTimeout, fa::RunResult::kStop};
     for (int round = 0; round < 150 && !HasFailure(); ++round) {
         std::string file;
         std::vector<std::pair<int, Record>> records(static_cast<std::size_t>(Random(1, 3)));
@@ -274,20 +338,9 @@ TEST_F(ReportReaderTest, ReadsWhatTheLibraryWrites)
         const auto take = [&](const fa::Run& run) {
             ASSERT_NE(next, records.end());
             const auto& [mode, record] = *next++;
-            const PelkoTestInfo_s& info = record.info;
             // A detailed and a raw report without items are the same.
             EXPECT_EQ(static_cast<int>(run.mode), run.items.empty() ? std::min(mode, 1) : mode);
-            EXPECT_EQ(run.SerialNumber(), info.szSerialNumber);
-            EXPECT_EQ(fa::JoinedLines(run.Value("option")), record.option);
-            EXPECT_EQ(run.Value("bt"), kBluetooth[record.bluetooth]);
-            EXPECT_EQ(run.start,
-                      20261117000509U + static_cast<unsigned>(info.stStartTime.cHour) * 10000U);
-            EXPECT_EQ(run.duration, info.ulDuration);
-            EXPECT_EQ(run.retries, info.iRetryCount);
-            EXPECT_EQ(run.link, kLinks[info.iLinkType]);
-            EXPECT_EQ(run.result, info.iRunState == 3 && info.iFailCount > 0
-                                      ? fa::RunResult::kFail
-                                      : kResults[info.iRunState - 2]);
+            ExpectRun(run, record);
             ASSERT_EQ(run.items.size(), record.items.size());
             for (const fa::Item& item : run.items) {
                 ExpectItem(item, run.mode, record);

@@ -1,4 +1,5 @@
-// The section of one item: every line at and past its edges, and the notes of failed items.
+// The section of one item: what its lines are made of, and the notes of failed items. Which lines
+// there are, and how many values, is what the round trip in reader/report_reader_test.cpp compares.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -36,7 +37,7 @@ Item NumberedItem(const std::string& settings, std::string_view bytes = "left ov
     return item;
 }
 
-TEST(ItemSection, EveryLineAndItsEdges)
+TEST(ItemSection, LinesAtTheirEdges)
 {
     const std::string full(32, '3');
     const std::string thirteen =
@@ -65,68 +66,29 @@ TEST(ItemSection, EveryLineAndItsEdges)
         {__LINE__, S, "spec=8 specs=13", "spec", thirteen},
         {__LINE__, S, "spec=8 specs=14", "spec", thirteen + "\n    14..."},
         {__LINE__, S, "spec=8 specs=15", "spec", thirteen + "\n    14\n    ..."},
-        {__LINE__, S, "measures=1 extras=1", "measure", "1\n    2"},
         {__LINE__, D, "measures=2 extras=3 codes=1", "measure", "HDMI1:1,HDMI2:2,HDMI3:3,:4,:5"},
-        {__LINE__, D, "measures=-1 extras=3 codes=-1", "measure", "1,2"},
-        {__LINE__, D, "extras=1", "spec", "none"},
-        {__LINE__, D, "extras=1", "measure", "1"},
-        {__LINE__, D, "extras=2 spec=6", "spec", "1<"},
         {__LINE__, D, "extras=2 spec=6", "measure", ""},
-        {__LINE__, D, "measures=1 extras=-1", "spec", ""},
-        {__LINE__, D, "measures=1 extras=-1", "measure", "none"},
         {__LINE__, S, "measures=1 extras=2 codes=3 spec=6 expect=3 select=2", "measure", "HDMI3:3"},
-        {__LINE__, S, "measures=1 extras=1 codes=3 spec=6 select=2", "measure", "HDMI3:"},
-        {__LINE__, S, "measures=2 extras=1 codes=3 spec=6 expect=4 select=2", "measure", "HDMI3:"},
-        {__LINE__, S, "measures=3 spec=6 expect=-1 select=4", "measure", "5"},
         {__LINE__, S, "measures=3 codes=3 spec=6 select=95", "measure", ":96"},
+        {__LINE__, S, "measures=2147483647 extras=2147483647 codes=3 spec=6 select=2", "measure",
+         "HDMI3:3"},
         {__LINE__, S, "measures=2147483647 extras=2147483647 codes=3 spec=6 select=96", "measure",
          ""},
         {__LINE__, S, "measures=3 codes=3 spec=6 select=-2147483648", "measure", ""},
-        {__LINE__, S, "codes=3 spec=6 select=2", "measure", ""},
-        {__LINE__, S, "measures=3 spec=6 select=-1", "measure", "none"},
-        {__LINE__, D, "measures=2 codes=1 spec=6 select=-1", "measure", "HDMI1:1,HDMI2:2"},
-        {__LINE__, S, "result=1", "result", "none"},
         {__LINE__, S, "result=4294967295", "result", "fail"},
         {__LINE__, R, "flags=8", "tid", "none"},
         {__LINE__, R, "flags=8", "result", "fail"},
         {__LINE__, S, "datatype=0 datalength=1", "data", "-2", "\xFF\xFF\xFF\xFE"},
-        {__LINE__, S, "datatype=0 datalength=0", "data", "none"},
         {__LINE__, R, "datatype=2 datalength=-2147483648", "data", "none"},
         {__LINE__, S, "datatype=1 datalength=4", "data", ""},
         {__LINE__, S, "datatype=2 datalength=99", "data", full, full},
-        {__LINE__, R, "tid=10", "tid", "-4"},
         {__LINE__, D, "insptype=2", "insptype", "normal"},
-        {__LINE__, S, "skips=5", "skip", "HDMI1,HDMI2,HDMI3,,"},
         {__LINE__, kOther, "measures=2 codes=2", "measure", "HDMI1:1,HDMI2:2"},
         {__LINE__, kOther, "measures=2 codes=2", "tid", "none"},
     };
     for (const auto& row : rows) {
         const std::string section = Section(row.mode, NumberedItem(row.settings, row.bytes));
         EXPECT_EQ(Line(section, row.key), row.text) << "in line " << row.line;
-    }
-}
-
-TEST(ItemSection, CountsStayInsideTheirFields)
-{
-    const struct {
-        const char* count;
-        const char* key;
-        int capacity;
-    } fields[] = {{"skips", "skip", 16},       {"errors", "error", 64},   {"codes", "list", 96},
-                  {"measures", "measure", 96}, {"extras", "measure", 96}, {"specs", "spec", 20}};
-    for (const auto& [count, key, capacity] : fields) {
-        const bool isSpec = std::string_view(key) == "spec";
-        for (const int given : {INT_MIN, -1, capacity - 1, capacity, capacity + 1, 255, INT_MAX}) {
-            const Item item =
-                MakeItem("Item", 1, 2,
-                         Format("type=4 spectype=2 spec=%d %s=%d", isSpec ? 8 : 0, count, given));
-            const auto shown = static_cast<std::size_t>(std::clamp(given, 0, capacity));
-            const std::string text = std::string_view(key) == "list"
-                                         ? std::string(shown * 2, '0')
-                                         : std::string(shown, ',').substr(given > 0);
-            EXPECT_EQ(Line(Section(R, item), key), given > 0 || isSpec ? text : "none")
-                << count << " " << given;
-        }
     }
 }
 

@@ -60,9 +60,14 @@ public:
 int system_info_get_value_int(int key, int* value)
 {
     Note(Format("platform: system_info_get_value_int(%d, %d)", key, *value));
-    const Answer<int> answer = platform.ints.empty() ? Answer<int>{} : platform.ints.front();
-    platform.ints.erase(platform.ints.begin(), platform.ints.begin() + !platform.ints.empty());
-    *value = answer.written.value_or(*value);
+    Answer<int> answer;
+    if (!platform.ints.empty()) {
+        answer = platform.ints.front();
+        platform.ints.pop_front();
+    }
+    if (answer.written) {
+        *value = *answer.written;
+    }
     return answer.result;
 }
 
