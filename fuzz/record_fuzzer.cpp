@@ -48,16 +48,6 @@ Record Take(const std::uint8_t*& data, std::size_t& size)
     return record;
 }
 
-void StoreDetails(const PelkoItem_s& item)
-{
-    const std::string message(item.szImqs, sizeof(item.szImqs));
-    InspectionLogger::AssignInspectionLog(item.ucCode1, item.ucCode2, message);
-    InspectionLogger::AppendInspectionLog(item.ucCode1, item.ucCode2, message);
-    std::string text;
-    Expect(InspectionLogger::GetInspectionLog(text, item.ucCode1, item.ucCode2));
-    Expect(text.size() <= 100 && text.find(',') == std::string::npos);
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
@@ -81,13 +71,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::string text;
     for (PelkoItem_s& item : items) {
         PelkoAppClientLogger::RecordFailedItem(&item, item.eInspType);
-        StoreDetails(item);
+        const std::string imqs(item.szImqs, sizeof(item.szImqs));
+        InspectionLogger::AssignInspectionLog(item.ucCode1, item.ucCode2, imqs);
+        InspectionLogger::AppendInspectionLog(item.ucCode1, item.ucCode2, imqs);
+        Expect(InspectionLogger::GetInspectionLog(text, item.ucCode1, item.ucCode2));
+        Expect(text.size() <= 100 && text.find(',') == std::string::npos);
         logger.GetItemLog(text, &item, item.iTid);
         text = "untouched";
         Expect(logger.GetSpecLog(text, &item) || text == "untouched");
         text = "untouched";
         Expect(logger.GetResultLog(text, &item) || text == "untouched");
-        std::string line(item.szImqs, strnlen(item.szImqs, sizeof(item.szImqs)));
+        std::string line = imqs.c_str();
         unsigned char bytes[32] = {};
         const int count = ospd_char_to_hexadecimal(0, 0, 0, line.data(), bytes);
         Expect(count >= 0 && count <= 31 && ospd_print_array(bytes) <= count);

@@ -18,6 +18,8 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <functional>
+#include <map>
 #include <random>
 #include <set>
 
@@ -29,13 +31,17 @@ namespace
 
 constexpr char kFeature[] = "com.velmora/featureconf/bluetooth.support";
 
-// The queries, with their result and what they leave in an output that held something else.
-
-std::string Int(int key)
+// A query's result, and what it leaves in an output that held something else.
+template <typename Query, typename Key, typename Number>
+std::string Ask(Query query, Key key, Number number)
 {
-    int value = -77;
-    const int result = system_info_get_value_int(key, &value);
-    return Format("%d %d", result, value);
+    const int result = query(key, &number);
+    return std::to_string(result) + " " + std::to_string(number);
+}
+
+int ChipVersion(int /*key*/, int* version)
+{
+    return bt_adapter_get_chip_version(version);
 }
 
 std::string Text(int key)
@@ -48,28 +54,12 @@ std::string Text(int key)
     return text;
 }
 
-std::string Bluetooth()
-{
-    bool flag = true;
-    const int result = system_info_get_custom_bool(kFeature, &flag);
-    int version = -77;
-    const int versionResult = bt_adapter_get_chip_version(&version);
-    return Format("%d %d, %d %d", result, flag, versionResult, version);
-}
-
 std::string Panel(int size)
 {
     char buffer[40] = "untouched";
     IDisplayPanel* panel = IDisplayPanel::getInstance();
     const int result = panel != nullptr ? panel->getTconDataVersion(buffer, size) : -9;
     return Format("%d %s", result, buffer);
-}
-
-std::string Dimming(int selector)
-{
-    unsigned int value = 77;
-    const int result = ve_start_local_dimming_test(static_cast<unsigned char>(selector), &value);
-    return Format("%d %X", result, value);
 }
 
 std::string Option()
@@ -81,16 +71,31 @@ std::string Option()
     return Format("%d %u %s %c", result, length, buffer, buffer[128]);
 }
 
+constexpr unsigned char kSeven = 7;
+constexpr unsigned char kEight = 8;
+
+const std::map<std::string, std::function<std::string()>> kQueries = {
+    {"869", [] { return Ask(system_info_get_value_int, 869, -77); }},
+    {"284", [] { return Ask(system_info_get_value_int, 284, -77); }},
+    {"0", [] { return Text(0); }},
+    {"128", [] { return Text(128); }},
+    {"133", [] { return Text(133); }},
+    {"bluetooth", [] { return Ask(system_info_get_custom_bool, kFeature, true); }},
+    {"chip", [] { return Ask(ChipVersion, 0, -77); }},
+    {"panel", [] { return Panel(40); }},
+    {"panel, 5 bytes", [] { return Panel(5); }},
+    {"panel, 0 bytes", [] { return Panel(0); }},
+    {"7", [] { return Ask(ve_start_local_dimming_test, kSeven, 77U); }},
+    {"8", [] { return Ask(ve_start_local_dimming_test, kEight, 77U); }},
+    {"option", Option}};
+
 std::string AllAnswers()
 {
-    std::string answers = Bluetooth() + "\n" + Panel(40) + "\n" + Option();
-    for (const int key : {869, 284}) {
-        answers += "\n" + Int(key);
+    std::string answers;
+    for (const auto& [name, query] : kQueries) {
+        answers += name + ": " + query() + "\n";
     }
-    for (const int key : {0, 128, 133}) {
-        answers += "\n" + Text(key);
-    }
-    return answers + "\n" + Dimming(7) + "\n" + Dimming(8);
+    return answers;
 }
 
 TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
@@ -101,53 +106,52 @@ TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
     const std::string panel = "[display_panel]\npresent=true\ntcon_data_version=TCON-1\n";
     const std::string option = "[factory_option]\n254=";
     const std::string no32 = " in [system_info_int] is not a number of 32 bits\n";
-    const auto bluetooth = [](int) { return Bluetooth(); };
-    const auto optionText = [](int) { return Option(); };
     const struct {
         int line;
         std::string profile;
-        std::function<std::string(int)> query;
-        int key;
+        const char* query;
         std::string answer;
         std::string complaint = {};
     } rows[] = {
-        {__LINE__, "", Int, 869, "-1 -77"},
-        {__LINE__, ints + "6", Int, 869, "0 6"},
-        {__LINE__, ints + "-2147483648", Int, 869, "0 -2147483648"},
-        {__LINE__, ints + "0x1a", Int, 869, "0 26"},
-        {__LINE__, ints + "4294967295", Int, 869, "0 -1"},
-        {__LINE__, ints, Int, 869, "-1 -77"},
-        {__LINE__, ints + "4294967296", Int, 869, "-1 -77", "869=4294967296" + no32},
-        {__LINE__, ints + "-2147483649", Int, 869, "-1 -77", "869=-2147483649" + no32},
-        {__LINE__, ints + "99999999999999999999", Int, 869, "-1 -77",
+        {__LINE__, "", "869", "-1 -77"},
+        {__LINE__, ints + "6", "869", "0 6"},
+        {__LINE__, ints + "-2147483648", "869", "0 -2147483648"},
+        {__LINE__, ints + "0x1a", "869", "0 26"},
+        {__LINE__, ints + "4294967295", "869", "0 -1"},
+        {__LINE__, ints, "869", "-1 -77"},
+        {__LINE__, ints + "4294967296", "869", "-1 -77", "869=4294967296" + no32},
+        {__LINE__, ints + "-2147483649", "869", "-1 -77", "869=-2147483649" + no32},
+        {__LINE__, ints + "99999999999999999999", "869", "-1 -77",
          "869=99999999999999999999" + no32},
-        {__LINE__, ints + "6 sets", Int, 869, "-1 -77", "869=6 sets" + no32},
-        {__LINE__, "", Text, 133, "-1 untouched"},
-        {__LINE__, texts, Text, 133, "0 "},
-        {__LINE__, texts + "A\\nB\\tC\\sD\\\\E\\x41", Text, 133, "0 A\nB\tC D\\EA"},
-        {__LINE__, texts + "A\\q", Text, 133, "-1 untouched",
+        {__LINE__, ints + "6 sets", "869", "-1 -77", "869=6 sets" + no32},
+        {__LINE__, "", "133", "-1 untouched"},
+        {__LINE__, texts, "133", "0 "},
+        {__LINE__, texts + "A\\nB\\tC\\sD\\\\E\\x41", "133", "0 A\nB\tC D\\EA"},
+        {__LINE__, texts + "A\\q", "133", "-1 untouched",
          "133=A\\q in [system_info_string] has an unknown escape\n"},
-        {__LINE__, "", bluetooth, 0, "-1 1, -1 -77"},
-        {__LINE__, feature + "false\n[bluetooth]\nchip_version=12", bluetooth, 0, "0 0, 0 12"},
-        {__LINE__, feature + "perhaps", bluetooth, 0, "-1 1, -1 -77"},
-        {__LINE__, "", Panel, 10, "-9 untouched"},
-        {__LINE__, "[display_panel]\npresent=true", Panel, 10, "-1 untouched"},
-        {__LINE__, panel, Panel, 10, "0 TCON-1"},
-        {__LINE__, panel, Panel, 5, "0 TCON"},
-        {__LINE__, panel, Panel, 0, "-1 untouched"},
-        {__LINE__, "", Dimming, 8, "-1 4D"},
-        {__LINE__, "[local_dimming]\n7=1\n8=0xFFFFFFFE", Dimming, 8, "0 FFFFFFFE"},
-        {__LINE__, "", optionText, 0, "-1 77 untouched !"},
-        {__LINE__, option, optionText, 0, "0 0  !"},
-        {__LINE__, option + std::string(127, 'o'), optionText, 0,
+        {__LINE__, "", "bluetooth", "-1 1"},
+        {__LINE__, "", "chip", "-1 -77"},
+        {__LINE__, feature + "false", "bluetooth", "0 0"},
+        {__LINE__, "[bluetooth]\nchip_version=12", "chip", "0 12"},
+        {__LINE__, feature + "perhaps", "bluetooth", "-1 1"},
+        {__LINE__, "", "panel", "-9 untouched"},
+        {__LINE__, "[display_panel]\npresent=true", "panel", "-1 untouched"},
+        {__LINE__, panel, "panel", "0 TCON-1"},
+        {__LINE__, panel, "panel, 5 bytes", "0 TCON"},
+        {__LINE__, panel, "panel, 0 bytes", "-1 untouched"},
+        {__LINE__, "", "8", "-1 77"},
+        {__LINE__, "[local_dimming]\n7=1\n8=0xFFFFFFFE", "8", "0 4294967294"},
+        {__LINE__, "", "option", "-1 77 untouched !"},
+        {__LINE__, option, "option", "0 0  !"},
+        {__LINE__, option + std::string(127, 'o'), "option",
          "0 127 " + std::string(127, 'o') + " !"},
-        {__LINE__, option + std::string(128, 'o'), optionText, 0, "-1 77 untouched !"},
+        {__LINE__, option + std::string(128, 'o'), "option", "-1 77 untouched !"},
     };
     for (const auto& row : rows) {
         const testing::ScopedTrace where(__FILE__, row.line, "row");
         fa_platform::UseProfileText((row.profile + "\n").c_str());
         testing::internal::CaptureStderr();
-        const std::string answer = row.query(row.key);
+        const std::string answer = kQueries.at(row.query)();
         EXPECT_EQ(testing::internal::GetCapturedStderr(),
                   row.complaint.empty() ? "" : "fa_platform: " + row.complaint);
         EXPECT_EQ(answer, row.answer);
@@ -157,16 +161,16 @@ TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
 TEST(SimulatedPlatform, ReadsTheProfileFileAgainForEachQuery)
 {
     unsetenv("FA_PLATFORM_PROFILE");
-    EXPECT_EQ(Int(869), "0 1");  // of the sample
+    EXPECT_EQ(kQueries.at("869")(), "0 1");  // of the sample
     const std::string path = testing::TempDir() + Format("fa-profile-%d.ini", getpid());
     setenv("FA_PLATFORM_PROFILE", path.c_str(), 1);
     for (const char* value : {"5", "6"}) {
         std::ofstream(path) << "[system_info_int]\n869=" << value << "\n";
-        EXPECT_EQ(Int(869), std::string("0 ") + value);
+        EXPECT_EQ(kQueries.at("869")(), std::string("0 ") + value);
     }
     unlink(path.c_str());
     testing::internal::CaptureStderr();
-    EXPECT_EQ(Int(869), "-1 -77");
+    EXPECT_EQ(kQueries.at("869")(), "-1 -77");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "fa_platform: profile " + path + ": No such file or directory\n");
 }
