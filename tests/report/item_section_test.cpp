@@ -74,6 +74,8 @@ TEST(ItemSection, LinesAtTheirEdges)
          "HDMI3:3"},
         {__LINE__, S, "measures=2147483647 extras=2147483647 codes=3 spec=6 select=96", "measure",
          ""},
+        {__LINE__, S, "measures=1 extras=1", "measure", "1\n    2"},
+        {__LINE__, S, "codes=3 spec=6 select=2", "measure", ""},
         {__LINE__, S, "measures=3 codes=3 spec=6 select=-2147483648", "measure", ""},
         {__LINE__, S, "result=4294967295", "result", "fail"},
         {__LINE__, R, "flags=8", "tid", "none"},
