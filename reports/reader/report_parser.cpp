@@ -257,16 +257,17 @@ void ReportParser::ReadCodes(Item& item)
 }
 
 // After "result=fail": what an item shows whose record is wrong. In a simple report a failed item
-// may look the same; "spec=error" is such an item's where values follow, which an error has none
-// of.
+// may look the same; "spec=error" is such an item's where a list goes on or values follow, which an
+// error has none of.
 bool ReportParser::BeginsErrorForm(ReportMode mode)
 {
     if (mode != ReportMode::kSimple) {
         return !Sees("duration=");
     }
     constexpr std::string_view kSpecLine = "spec=error\n";
+    const char* const after = next_ + kSpecLine.size();
     return Sees("data=error\n") || Sees("list=error\n") ||
-           (Sees(kSpecLine) && std::strncmp(next_ + kSpecLine.size(), "measure=", 8) != 0);
+           (Sees(kSpecLine) && (*after == '\n' || *after == 'l'));
 }
 
 void ReportParser::ReadErrorForm(Item& item)

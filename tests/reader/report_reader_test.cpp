@@ -49,7 +49,7 @@ PelkoTestItemValue_s RandomValue(int type)
 {
     return type == VALUE_INTEGER ? Num(Random(-2000000000, 2000000000))
            : type == VALUE_FLOAT ? Num(static_cast<float>(Random(-99999, 99999)) / 7)
-                                 : Bytes(Random(1, 8), RandomText(8));
+                                 : Bytes(Random(1, 8), Random(0, 1) == 0 ? "error" : RandomText(8));
 }
 
 // A text field as far as its end.
@@ -398,6 +398,8 @@ TEST_F(ReportReaderTest, RefusesByLineAndReason)
         {raw, "(mm=[^\n]*\n)", "$1$1", "14: mm= has no place here"},
         {raw, "ld2=[^\n]*\n", "", "22: ld2= expected"},
         {raw, "\n\n\n\n", "\n\n\n", "22: 3 empty lines end the information section"},
+        {raw, "\n\n\n\n\\[", "\n\n\n\n\n[", "24: 3 empty lines end the information section"},
+        {raw, "0x10 01", "0x10_01", "24: the item's codes are missing behind its name"},
         {raw, "option=[^\n]*", "option=A,B,C\n    D",
          "13: only a simple report's option has a second line"},
         {raw, "\\[002\\]", "[003]", "37: [002] expected"},
