@@ -85,6 +85,7 @@ TEST_F(ConversationTest, NamesTheStepThatFails)
                              ". The platform log on standard error says why.\nends with 1\n",
                          Shell(kConversation)));
     };
+    fails(15, "   the callback received: nothing\n");  // the service announces none
     service.Answer("SendRS232Ack", "((0,),)");
     fails(9);
     std::filesystem::resize_file(folder + "/RJP", 0);
