@@ -19,7 +19,7 @@ fa_platform::QueryObserver observer;
 
 GKeyFile* LoadProfile()
 {
-    GKeyFile* profile = g_key_file_new();
+    g_autoptr(GKeyFile) profile = g_key_file_new();
     const char* path = std::getenv("FA_PLATFORM_PROFILE");
     g_autoptr(GError) error = nullptr;
     const std::lock_guard<std::mutex> lock(mutex);
@@ -33,7 +33,7 @@ GKeyFile* LoadProfile()
         std::fprintf(stderr, "fa_platform: profile %s: %s\n",
                      scriptedProfile ? "of the test" : path, error->message);
     }
-    return profile;
+    return g_steal_pointer(&profile);
 }
 
 // What an entry's value stands for; nothing where an escape is unknown. GLib's own reader of values

@@ -415,7 +415,7 @@ TEST_F(ReportReaderTest, RefusesByLineAndReason)
         const std::string changed = std::regex_replace(row.report, std::regex(row.part), row.by,
                                                        std::regex_constants::format_first_only);
         const std::string reason = std::strchr(row.refusal, ':');
-        for (const std::size_t window : {1 << 16, 40}) {
+        for (const std::size_t window : {std::size_t{1} << 16, std::size_t{40}}) {
             EXPECT_EQ(Refusal(changed, window), row.refusal) << row.part << " by " << row.by;
             EXPECT_EQ(Refusal(raw + "\n" + changed, window),
                       std::to_string(std::stoi(row.refusal) + 51) + reason);
