@@ -33,7 +33,7 @@ GKeyFile* LoadProfile()
         std::fprintf(stderr, "fa_platform: profile %s: %s\n",
                      scriptedProfile ? "of the test" : path, error->message);
     }
-    return g_steal_pointer(&profile);
+    return static_cast<GKeyFile*>(g_steal_pointer(&profile));
 }
 
 // What an entry's value stands for; nothing where an escape is unknown. GLib's own reader of values
