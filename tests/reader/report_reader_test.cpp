@@ -399,7 +399,7 @@ TEST_F(ReportReaderTest, RefusesByLineAndReason)
         {raw, "ld2=[^\n]*\n", "", "22: ld2= expected"},
         {raw, "\n\n\n\n", "\n\n\n", "22: 3 empty lines end the information section"},
         {raw, "\n\n\n\n\\[", "\n\n\n\n\n[", "24: 3 empty lines end the information section"},
-        {raw, "0x10 01", "0x10_01", "24: the item's codes are missing behind its name"},
+        {raw, "0x10 01", "0x10_01", "24: the item's codes are missing after its name"},
         {raw, "option=[^\n]*", "option=A,B,C\n    D",
          "13: only a simple report's option has a second line"},
         {raw, "\\[002\\]", "[003]", "37: [002] expected"},
