@@ -18,7 +18,7 @@ namespace
 {
 
 constexpr char kBusItself[] = "org.freedesktop.DBus";
-constexpr gint64 kPatience = 60 * G_USEC_PER_SEC;  // clients give up after 25 seconds
+constexpr gint64 kPatience = gint64{60} * G_USEC_PER_SEC;  // clients give up after 25 seconds
 
 // Turns messages into events. A call is an event of the moment when it is made, but is only known
 // with its reply: what comes in between waits.
