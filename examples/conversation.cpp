@@ -54,7 +54,7 @@ int ReadOn(const char* variable)
     unsigned char bytes[16];
     pollfd line{OpenLine(variable), POLLIN, 0};
     ssize_t count = 0;
-    if (poll(&line, 1, kPatienceMs) == 1) {
+    if (line.fd >= 0 && poll(&line, 1, kPatienceMs) == 1) {
         count = read(line.fd, bytes, sizeof bytes);
     }
     close(line.fd);
