@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <map>
+#include <mutex>
 #include <set>
 #include <thread>
 #include <utility>
@@ -129,6 +131,39 @@ TEST_F(ConnectionTest, RestartsFailNoCallOfManyThreads)
     EXPECT_EQ(failures, 0);
     const std::vector<std::string> lines = Split(TakeTrace());
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "service: CopyLogToUsb ()"), rounds * 16 + 1);
+}
+
+std::mutex recording;
+std::map<GDBusConnection*, std::vector<std::string>> sent;
+
+// The method calls that a connection sends, in the order in which it sends them.
+GDBusMessage* Record(GDBusConnection* connection, GDBusMessage* message, gboolean incoming,
+                     gpointer /*data*/)
+{
+    if (incoming == FALSE) {
+        GVariant* body = g_dbus_message_get_body(message);
+        g_autofree char* arguments =
+            body != nullptr ? g_variant_print(body, FALSE) : g_strdup("()");
+        const std::lock_guard<std::mutex> lock(recording);
+        sent[connection].push_back(g_dbus_message_get_member(message) + std::string(arguments));
+    }
+    return message;
+}
+
+TEST_F(ConnectionTest, AFirstCallSendsNoMoreThanAPlainProxy)
+{
+    g_autoptr(GDBusConnection) plain = bus.Connect();
+    g_autoptr(GDBusConnection) own = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    g_dbus_connection_add_filter(plain, Record, nullptr, nullptr);
+    g_dbus_connection_add_filter(own, Record, nullptr, nullptr);
+    g_autoptr(AutomationProxy) proxy = automation_proxy_proxy_new_sync(
+        plain, G_DBUS_PROXY_FLAGS_NONE, kBusName, "/KVFacAutoObj", nullptr, nullptr);
+    g_autoptr(GVariant) reply = nullptr;
+    ASSERT_TRUE(automation_proxy_call_copy_log_to_usb_sync(proxy, &reply, nullptr, nullptr));
+    ASSERT_EQ(automation_copy_log_to_usb(), 0);
+    const std::lock_guard<std::mutex> lock(recording);
+    EXPECT_EQ(sent[own], sent[plain]);
+    EXPECT_EQ(sent[own].back(), "CopyLogToUsb()");
 }
 
 std::vector<std::thread::id> received;
