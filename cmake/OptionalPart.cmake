@@ -3,8 +3,9 @@
 # The option of a part of the tree that needs libraries which the rest does without: any number of
 # pairs of what is needed and the Debian package that holds it. A pkg-config module becomes an imported
 # target (PkgConfig::JSON_GLIB for json-glib-1.0); the path of a JavaScript file below the folder of
-# such files goes into a variable (CHART_JS_CHART_MIN_JS for chart.js/chart.min.js). Where one is missing, a part that nobody asked for
-# is left out with a line, and a part that somebody asked for is an error.
+# such files goes into a variable (CHART_JS_CHART_MIN_JS for chart.js/chart.min.js). Where one is
+# missing, a part that nobody asked for is left out with a line, and a part that somebody asked for is
+# an error.
 macro(fa_optional_part option part default)
     set(missing "")
     set(needs ${ARGN})

@@ -5,7 +5,7 @@ usage: tools/snippets.py [--installed] [PAGE...]
 
 Without pages, all of the tree, README.md first: it installs the library for those that follow. With
 --installed the snippets that need the tree are left out, and the system's library serves. What
-stands behind the language of a fenced block says what is done with it:
+stands after the language of a fenced block says what is done with it:
 
   sh                runs in the page's own folder; variables live on in later blocks
   sh tree           runs in the top folder of the tree
@@ -13,7 +13,7 @@ stands behind the language of a fenced block says what is done with it:
   sh typing WORDS   runs with a line of these words on its standard input
   sh until WORDS    goes on running beside the next block once it has printed these words
   cpp FILE, c FILE  is written into the page's folder and compiled, with warnings as errors; with
-                    "c++17" behind it as that only, else as C++11 as well
+                    "c++17" after it as that only, else as C++11 as well
   cmake FILE, ...   is written into the page's folder (so are python, json, ini and xml)
   text output       is what the block before it prints
   LANGUAGE not run: WHY

@@ -47,7 +47,7 @@ bool SendRs232Ack(State& set, GVariant* arguments)
         Say("refused: no line has the protocol type %d", type);
         return false;
     }
-    // The type behind those of the lines is the UART's once more.
+    // The type after those of the lines is the UART's once more.
     return set.Send(static_cast<Line>(type % kTypes),
                     BytesAt(arguments, 2, NumberAt(arguments, 1)));
 }

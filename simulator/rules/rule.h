@@ -67,7 +67,7 @@ class Rules
 public:
     explicit Rules(guint32 seed) : random_(seed) {}
 
-    // Behind those that are there; one for all methods stays behind those for single ones.
+    // After those that are there; one for all methods stays after those for single ones.
     void Add(const Rule& rule);
 
     // A fault goes before all, in place of an earlier one of the same method.
