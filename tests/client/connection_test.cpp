@@ -154,13 +154,15 @@ TEST_F(ConnectionTest, AFirstCallSendsNoMoreThanAPlainProxy)
 {
     g_autoptr(GDBusConnection) plain = bus.Connect();
     g_autoptr(GDBusConnection) own = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-    g_dbus_connection_add_filter(plain, Record, nullptr, nullptr);
-    g_dbus_connection_add_filter(own, Record, nullptr, nullptr);
+    const guint ofPlain = g_dbus_connection_add_filter(plain, Record, nullptr, nullptr);
+    const guint ofOwn = g_dbus_connection_add_filter(own, Record, nullptr, nullptr);
     g_autoptr(AutomationProxy) proxy = automation_proxy_proxy_new_sync(
         plain, G_DBUS_PROXY_FLAGS_NONE, kBusName, "/KVFacAutoObj", nullptr, nullptr);
     g_autoptr(GVariant) reply = nullptr;
     ASSERT_TRUE(automation_proxy_call_copy_log_to_usb_sync(proxy, &reply, nullptr, nullptr));
     ASSERT_EQ(automation_copy_log_to_usb(), 0);
+    g_dbus_connection_remove_filter(plain, ofPlain);
+    g_dbus_connection_remove_filter(own, ofOwn);
     const std::lock_guard<std::mutex> lock(recording);
     EXPECT_EQ(sent[own], sent[plain]);
     EXPECT_EQ(sent[own].back(), "CopyLogToUsb()");
