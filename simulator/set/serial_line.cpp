@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,8 +40,12 @@ bool LeadsToLiving(const std::string& link)
 
 }  // namespace
 
-SerialLine::SerialLine(std::string name, std::string link, Receiver receiver)
-    : name_(std::move(name)), link_(std::move(link)), receiver_(std::move(receiver))
+SerialLine::SerialLine(std::string name, std::string link, LeaveWatch& leaveWatch,
+                       Receiver receiver)
+    : name_(std::move(name)),
+      link_(std::move(link)),
+      leaveWatch_(leaveWatch),
+      receiver_(std::move(receiver))
 {
 }
 
@@ -82,7 +85,8 @@ void SerialLine::Open()
     if (!link_.empty()) {
         MakeLink();
     }
-    FreeOnClose();
+    // A terminal program may leave the device to itself alone, which our hold on it would keep up.
+    leaveId_ = leaveWatch_.Add(device_, [this] { ioctl(terminal_, TIOCNXCL); });
     SetReading(reading_);
     Say("line %s is %s", name_.c_str(), link_.empty() ? device_.c_str() : link_.c_str());
 }
@@ -105,24 +109,6 @@ void SerialLine::MakeLink()
         HangUp();
         throw Failure("line " + name_ + ": " + link_ + ": " + error.message());
     }
-}
-
-// A terminal program may leave the device to itself alone, which our hold on it would keep up.
-void SerialLine::FreeOnClose()
-{
-    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    if (watch < 0 || inotify_add_watch(watch, device_.c_str(), IN_CLOSE) < 0) {
-        // Without a watch the line works, for those who share it.
-        close(watch);
-        return;
-    }
-    watch_ = watch;
-    userLeft_.StartWatch(watch, G_IO_IN, [this] {
-        std::array<char, 4096> events{};
-        while (read(watch_, events.data(), events.size()) > 0) {
-        }
-        ioctl(terminal_, TIOCNXCL);
-    });
 }
 
 void SerialLine::Close()
@@ -210,9 +196,10 @@ std::size_t SerialLine::Unread() const
 
 void SerialLine::HangUp()
 {
-    for (EventSource* source : {&readable_, &writable_, &closing_, &userLeft_}) {
+    for (EventSource* source : {&readable_, &writable_, &closing_}) {
         source->Stop();
     }
+    leaveWatch_.Remove(std::exchange(leaveId_, -1));
     if (state_ != State::kClosed) {
         const std::size_t unread = Unread();
         if (unread > 0) {
@@ -223,7 +210,7 @@ void SerialLine::HangUp()
     if (!device_.empty() && std::filesystem::read_symlink(link_, error) == device_) {
         std::filesystem::remove(link_, error);
     }
-    for (int* descriptor : {&watch_, &terminal_, &master_}) {
+    for (int* descriptor : {&terminal_, &master_}) {
         if (*descriptor >= 0) {
             close(std::exchange(*descriptor, -1));
         }

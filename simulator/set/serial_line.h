@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 
+#include "set/leave_watch.h"
 #include "support/console.h"
 #include "support/event_source.h"
 
@@ -19,7 +20,7 @@ public:
     using Receiver = std::function<void(const Bytes& bytes)>;
 
     // The line can be found at `link`, or where that is empty at its device. Closed at first.
-    SerialLine(std::string name, std::string link, Receiver receiver);
+    SerialLine(std::string name, std::string link, LeaveWatch& leaveWatch, Receiver receiver);
     ~SerialLine();
     SerialLine(const SerialLine&) = delete;
     SerialLine& operator=(const SerialLine&) = delete;
@@ -51,22 +52,21 @@ private:
     std::size_t Unread() const;
     void HangUp();
     void MakeLink();
-    void FreeOnClose();
 
     const std::string name_;
     const std::string link_;
+    LeaveWatch& leaveWatch_;
     const Receiver receiver_;
     State state_ = State::kClosed;
     bool reading_ = true;
     int master_ = -1;
     int terminal_ = -1;  // our own hold on the other end: bytes wait there until somebody comes
-    int watch_ = -1;     // of who leaves the other end
+    int leaveId_ = -1;
     std::string device_;
     Bytes output_;
     EventSource readable_;
     EventSource writable_;
     EventSource closing_;
-    EventSource userLeft_;
 };
 
 }  // namespace fa::set

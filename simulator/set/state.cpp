@@ -21,7 +21,7 @@ State::State(const StateOptions& options, Owner owner) : options_(options), owne
     for (Line line = 0; line < ports_.size(); ++line) {
         Port& port = ports_[line];
         port.line = std::make_unique<SerialLine>(
-            kLines[line].name, options_.links[line],
+            kLines[line].name, options_.links[line], leaveWatch_,
             [this, line](const Bytes& bytes) { Receive(line, bytes); });
         if (kLines[line].HasProtocol()) {
             port.queue = std::make_unique<PacketQueue>(

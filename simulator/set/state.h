@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "set/leave_watch.h"
 #include "set/lines.h"
 #include "set/packet_queue.h"
 #include "set/serial_line.h"
@@ -65,6 +66,7 @@ private:
 
     const StateOptions options_;
     const Owner owner_;
+    LeaveWatch leaveWatch_;
     std::array<Port, std::size(kLines)> ports_;
 };
 
