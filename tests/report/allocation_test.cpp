@@ -14,7 +14,7 @@
 static long untilFailure = -1;  // allocations that still succeed; negative: all do
 static long live = 0;           // allocations that are not released
 
-static void* Allocate(std::size_t size)
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
     if (untilFailure >= 0 && untilFailure-- == 0) {
         return nullptr;
@@ -25,13 +25,8 @@ static void* Allocate(std::size_t size)
 
 void* operator new(std::size_t size)
 {
-    void* memory = Allocate(size);
+    void* memory = operator new(size, std::nothrow);
     return memory != nullptr ? memory : throw std::bad_alloc();
-}
-
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
-{
-    return Allocate(size);
 }
 
 // Not inline, because the compiler would take free() for a mistake.
@@ -57,91 +52,54 @@ namespace
 
 using Store = InspectionLogger;
 
-// Runs the operation again and again, with one more successful allocation each time, until it
-// succeeds; `check` is told whether it failed. The number of failures.
-int FailEach(const std::function<void()>& prepare, const std::function<void()>& operation,
-             const std::function<void(bool failed)>& check)
+// Whether the operation fails where so many allocations succeed; with -1, all do.
+bool Fails(long allocations, const std::function<void()>& operation)
 {
-    const auto clear = [] { return Store::ClearAllInspectionLog() && Logger::ClearFailedLog(); };
-    bool failed = true;
-    int failures = -1;
-    for (; failed; ++failures) {
-        const testing::ScopedTrace where(__FILE__, __LINE__, failures + 1);
-        const long before = live;
-        prepare();
-        failed = false;
-        testing::internal::CaptureStdout();
-        untilFailure = failures + 1;
-        try {
-            operation();
-        } catch (const std::bad_alloc&) {
-            failed = true;
-        }
-        untilFailure = -1;
-        testing::internal::GetCapturedStdout();
-        check(failed);
-        EXPECT_TRUE(clear());
-        EXPECT_EQ(live, before);
+    bool failed = false;
+    testing::internal::CaptureStdout();
+    untilFailure = allocations;
+    try {
+        operation();
+    } catch (const std::bad_alloc&) {
+        failed = true;
     }
-    return failures;
+    untilFailure = -1;
+    testing::internal::GetCapturedStdout();
+    return failed;
 }
 
-PelkoItem_s item = MakeItem("Item", 1, 2);
-PelkoItem_s other = MakeItem("Other", 3, 2);
-std::string got;
+std::string text;  // what operations write into
 
-std::string Detail(unsigned char code)
+// All that an operation may change: entries, notes and details of two items, and the text.
+std::string State()
 {
-    std::string text = "none";
-    Store::GetInspectionLog(text, code, 2);
-    return text;
-}
-
-std::string NoteOf(const PelkoItem_s& failed)
-{
-    return Line(Section(Logger::MODE_RAW, failed), "failed");
-}
-
-TEST(Allocation, TheStoresAreAsTheyWere)
-{
-    static const std::string old(40, 'o');
-    static const std::string added(60, 'a');
-    const struct {
-        int line;
-        std::function<void()> operation;
-        std::function<std::string()> ask;
-        std::string before, after;
-        bool mayFail = true;
-    } rows[] = {
-        {__LINE__, [] { Store::AppendInspectionLog(1, 2, added); }, [] { return Detail(1); }, old,
-         old + added},
-        {__LINE__, [] { Store::AssignInspectionLog(1, 2, added); }, [] { return Detail(1); }, old,
-         added},
-        {__LINE__, [] { Store::AppendInspectionLog(3, 2, added); }, [] { return Detail(3); },
-         "none", added},
-        {__LINE__, [] { Store::AssignInspectionLog(3, 2, "new"); }, [] { return Detail(3); },
-         "none", "new"},
-        {__LINE__, [] { Store::GetInspectionLog(got, 1, 2); }, [] { return got; }, "as it was",
-         old},
-        {__LINE__, [] { Logger::RecordFailedItem(&other, INSPECTION_AUTO); },
-         [] { return NoteOf(other); }, "^^", "auto;0;0;0^^"},
-        {__LINE__, [] { Logger::RecordFailedItem(&item, INSPECTION_AUTO); },
-         [] { return NoteOf(item); }, "", "auto;0;0;0^" + old + "^", false},
-    };
-    Store::GetInstance();  // stays for good
-    for (const auto& row : rows) {
-        const testing::ScopedTrace where(__FILE__, row.line, "row");
-        const auto prepare = [] {
-            Store::AssignInspectionLog(1, 2, old);
-            Logger::RecordFailedItem(&item, INSPECTION_NORMAL);
-            got = "as it was";
-        };
-        const auto check = [&](bool failed) {
-            EXPECT_EQ(row.ask(), failed ? row.before : row.after);
-            std::string().swap(got);
-        };
-        EXPECT_EQ(FailEach(prepare, row.operation, check) > 0, row.mayFail);
+    std::string state;
+    for (const PelkoItem_s& item : {MakeItem("Item", 1, 2), MakeItem("Item", 3, 2)}) {
+        std::string detail;
+        state += Store::GetInspectionLog(detail, item.ucCode1, 2) ? "entry " : "none ";
+        state += Line(Section(Logger::MODE_RAW, item), "failed") + "\n";
     }
+    return state + text;
+}
+
+// A report that fails holds whole items; the next one would begin with its number.
+bool HasGrownByItems(const std::string& state, const std::string& after)
+{
+    return after.rfind(state, 0) == 0 && after.compare(state.size(), 2, "[0") == 0;
+}
+
+void Clear()
+{
+    EXPECT_TRUE(Store::ClearAllInspectionLog() && Logger::ClearFailedLog());
+    std::string().swap(text);
+}
+
+void Prepare()
+{
+    PelkoItem_s item = MakeItem("Item", 1, 2);
+    Store::AssignInspectionLog(1, 2, std::string(40, 'o'));
+    Logger::RecordFailedItem(&item, INSPECTION_NORMAL);
+    text = "as it was";
 }
 
 // An item of every kind of line, longer than any room that is reserved.
@@ -149,59 +107,74 @@ PelkoItem_s LongItem()
 {
     PelkoItem_s longest = MakeItem(std::string(61, 'n'), 1, 2,
                                    "spec=8 specs=20 measures=96 codes=96 spectype=2 type=2");
-    for (PelkoTestItemValue_s& value : longest.astSpec) {
-        value = Bytes(0, std::string(32, 's'));
-    }
+    std::fill_n(longest.astSpec, 20, Bytes(0, std::string(32, 's')));
     std::fill_n(longest.astMeasure, 96, Bytes(0, std::string(32, 'm')));
     return longest;
 }
 
-TEST(Allocation, AReportGrowsByWholeItemsAndASectionNotAtAll)
+TEST(Allocation, WhatFailsLeavesAllAsItWas)
 {
-    std::vector<PelkoItem_s> items = {LongItem(), LongItem(), MakeItem("Last", 3, 4)};
-    Store::GetInstance();
+    static std::vector<PelkoItem_s> items = {LongItem(), LongItem(), MakeItem("Last", 3, 2)};
+    static const std::string added(60, 'a');
+    struct Operation {
+        std::string name;
+        std::function<void()> run;
+        bool allocates = true;
+    };
+    std::vector<Operation> operations = {
+        {"append", [] { Store::AppendInspectionLog(1, 2, added); }},
+        {"assign", [] { Store::AssignInspectionLog(1, 2, added); }},
+        {"append the first", [] { Store::AppendInspectionLog(3, 2, added); }},
+        {"assign the first", [] { Store::AssignInspectionLog(3, 2, "new"); }},
+        {"get", [] { Store::GetInspectionLog(text, 1, 2); }},
+        {"record", [] { Logger::RecordFailedItem(&items[2], INSPECTION_AUTO); }},
+        {"record again", [] { Logger::RecordFailedItem(&items[0], INSPECTION_AUTO); }, false},
+    };
     for (const auto mode : {Logger::MODE_SIMPLE, Logger::MODE_DETAIL, Logger::MODE_RAW}) {
-        Logger logger(mode);
-        PelkoTestInfo_s info{};
-        info.iItemCount = 3;
-        std::string text;
-        testing::internal::CaptureStdout();
-        logger.GetLog(text, &info, &items);
-        testing::internal::GetCapturedStdout();
-        std::vector<std::string> whole = {"as it was"};  // what a report may hold, item by item
-        for (const char* next : {"[001]", "[002]", "[003]"}) {
-            whole.push_back(text.substr(0, text.find(next)));
+        const auto report = [mode] {
+            PelkoTestInfo_s info{};
+            info.iItemCount = 3;
+            Logger(mode).GetLog(text, &info, &items);
+        };
+        operations.push_back({"report", report});
+        operations.push_back({"section", [=] { Logger(mode).GetItemLog(text, &items[0], 0); }});
+    }
+    Store::GetInstance();  // stays for good
+    for (const auto& [name, run, allocates] : operations) {
+        const testing::ScopedTrace where(__FILE__, __LINE__, name);
+        Prepare();
+        const std::string before = State();
+        EXPECT_FALSE(Fails(-1, run));
+        const std::string after = State();
+        EXPECT_NE(after, before);
+        Clear();
+        const long lived = live;
+        long allocations = -1;
+        for (bool failed = true; failed;) {
+            Prepare();
+            failed = Fails(++allocations, run);
+            EXPECT_TRUE(State() == (failed ? before : after) ||
+                        (failed && name == "report" && HasGrownByItems(State(), after)))
+                << allocations << " allocations: " << State();
+            Clear();
+            EXPECT_EQ(live, lived) << allocations << " allocations";
         }
-        whole.push_back(std::move(text));
-        FailEach([&] { text = whole[0]; }, [&] { logger.GetLog(text, &info, &items); },
-                 [&](bool failed) {
-                     const auto end = whole.end() - failed;
-                     EXPECT_NE(std::find(whole.begin() + (failed ? 0 : 4), end, text), end);
-                     std::string().swap(text);
-                 });
-        const std::string section = Section(mode, items[0]);
-        FailEach([&] { text = whole[0]; }, [&] { logger.GetItemLog(text, &items[0], 0); },
-                 [&](bool failed) {
-                     EXPECT_EQ(text, failed ? whole[0] : section);
-                     std::string().swap(text);
-                 });
+        EXPECT_EQ(allocations > 0, allocates);
     }
 }
 
 TEST(Allocation, TheInstanceIsNullAndThenThere)
 {
-    std::string text;
-    FailEach([] { Store::AssignInspectionLog(1, 2, "detail"); },
-             [&] { Logger(Logger::MODE_RAW).GetItemLog(text, &item, 0); },
-             [&](bool failed) {
-                 // The first report that succeeds found no memory for the instance alone.
-                 EXPECT_EQ(failed ? text : Line(text, "failed"), failed ? "" : "^^");
-                 std::string().swap(text);
-             });
-    untilFailure = 0;
-    const Store* none = Store::GetInstance();
-    untilFailure = -1;
-    EXPECT_EQ(none, nullptr);
+    Store::AssignInspectionLog(1, 2, "detail");
+    PelkoItem_s item = MakeItem("Item", 1, 2);
+    const auto section = [&] { Logger(Logger::MODE_RAW).GetItemLog(text, &item, 0); };
+    for (long allocations = 0; Fails(allocations, section); ++allocations) {
+    }
+    // There was no memory for the instance alone.
+    EXPECT_EQ(Line(text, "failed"), "^^");
+    const Store* instance = nullptr;
+    EXPECT_FALSE(Fails(0, [&] { instance = Store::GetInstance(); }));
+    EXPECT_EQ(instance, nullptr);
     EXPECT_NE(Store::GetInstance(), nullptr);
 }
 
