@@ -22,59 +22,50 @@ std::string TextOf(unsigned char code1, unsigned char code2)
     return found == (text != "unknown") ? text : "result and text differ";
 }
 
-TEST(DetailStore, KeepsOneTextForEachCodePair)
-{
-    EXPECT_FALSE(Store::ClearOneInspectionLog(0x80, 0x01));
-    EXPECT_TRUE(Store::ClearAllInspectionLog());
-    EXPECT_TRUE(Store::AppendInspectionLog(0x80, 0x01, "a,b"));
-    EXPECT_TRUE(Store::AppendInspectionLog(0x80, 0x01, ",c"));
-    EXPECT_TRUE(Store::AssignInspectionLog(0x01, 0x80, "old"));
-    EXPECT_TRUE(Store::AssignInspectionLog(0x01, 0x80, "new,"));
-    EXPECT_FALSE(Store::AppendInspectionLog(0xFF, 0x00, ""));
-    EXPECT_FALSE(Store::AssignInspectionLog(0x01, 0x80, ""));
-    const auto texts = [] { return TextOf(0x80, 0x01) + "/" + TextOf(0x01, 0x80); };
-    EXPECT_EQ(texts() + "/" + TextOf(0xFF, 0x00), "a.b.c/new./unknown");
-    EXPECT_TRUE(Store::ClearOneInspectionLog(0x80, 0x01));
-    EXPECT_EQ(texts(), "/new.");
-    EXPECT_TRUE(Store::ClearAllInspectionLog());
-    EXPECT_EQ(texts(), "unknown/unknown");
-}
-
-TEST(DetailStore, CutsATextToItsFirst100Bytes)
+TEST(DetailStore, KeepsLogsAndPrintsOneTextForEachCodePair)
 {
     const std::string most(99, 'x');
-    Store::AppendInspectionLog(1, 2, most);
-    for (int again = 0; again < 2; ++again) {
-        Store::AppendInspectionLog(1, 2, ",yz");
-        EXPECT_EQ(TextOf(1, 2), most + ".");
-    }
-    Store::AssignInspectionLog(1, 2, std::string(150, ','));
-    EXPECT_EQ(TextOf(1, 2), std::string(100, '.'));
-}
-
-// On a thread whose id is not the process's.
-TEST(DetailStore, LogsAndPrintsEachStoredTextAndRefusal)
-{
+    const struct {
+        bool append;
+        unsigned char code1, code2;
+        std::string message;
+        std::string text;  // what there is then
+    } rows[] = {
+        {true, 0x80, 0x01, "a,b", "a.b"},
+        {true, 0x80, 0x01, ",%s", "a.b.%s"},
+        {false, 0x01, 0x80, "old", "old"},
+        {false, 0x01, 0x80, "new,", "new."},
+        {true, 0xFF, 0x00, "", "unknown"},
+        {false, 0x01, 0x80, "", "new."},
+        {true, 0x01, 0x02, most, most},
+        {true, 0x01, 0x02, ",yz", most + "."},
+        {true, 0x01, 0x02, "z", most + "."},
+        {false, 0x01, 0x02, std::string(150, ','), std::string(100, '.')},
+    };
+    std::string log;
     std::string printed;
-    std::thread([&] {
-        printed = Printed([] {
-            Store::AppendInspectionLog(1, 2, "a,");
-            Store::AppendInspectionLog(1, 2, "b");
-            Store::AssignInspectionLog(1, 2, "%s");
-            Store::AssignInspectionLog(1, 2, "");
-            Store::AppendInspectionLog(1, 2, "");
-            Store::ClearOneInspectionLog(1, 2);
-            Store::ClearAllInspectionLog();
-        });
-    }).join();
-    const std::string log =
-        Logged("InspectionLogger", "AppendInspectionLog",
-               "I AppendInspectionLog[2][a.]\nI AppendInspectionLog[3][a.b]") +
-        Logged("InspectionLogger", "AssignInspectionLog",
-               "I AssignInspectionLog[2][%s]\nE t_AppendInspectionLog messge empty") +
-        Logged("InspectionLogger", "AppendInspectionLog", "E t_AppendInspectionLog messge empty");
+    const auto store = [&] {
+        EXPECT_FALSE(Store::ClearOneInspectionLog(0x80, 0x01));
+        for (const auto& [append, code1, code2, message, text] : rows) {
+            EXPECT_EQ(append ? Store::AppendInspectionLog(code1, code2, message)
+                             : Store::AssignInspectionLog(code1, code2, message),
+                      !message.empty());
+            EXPECT_EQ(TextOf(code1, code2), text);
+            const std::string function = append ? "AppendInspectionLog" : "AssignInspectionLog";
+            log += Logged("InspectionLogger", function,
+                          message.empty() ? "E t_AppendInspectionLog messge empty"
+                                          : Format("I %s[%zu][%s]", function.c_str(), text.size(),
+                                                   text.c_str()));
+        }
+        EXPECT_TRUE(Store::ClearOneInspectionLog(0x80, 0x01));
+        EXPECT_EQ(TextOf(0x80, 0x01) + "/" + TextOf(0x01, 0x80), "/new.");
+        EXPECT_TRUE(Store::ClearAllInspectionLog() && Store::ClearAllInspectionLog());
+        EXPECT_EQ(TextOf(0x80, 0x01) + "/" + TextOf(0x01, 0x80), "unknown/unknown");
+    };
+    // On a thread whose id is not the process's.
+    std::thread([&] { printed = Printed(store); }).join();
     EXPECT_TRACE(log);
-    EXPECT_TRUE(Same(std::regex_replace(log, std::regex("[IE] [^:]*: "), "> "), printed));
+    EXPECT_EQ(printed, std::regex_replace(log, std::regex("[IE] [^:]*: "), "> "));
 }
 
 // ThreadSanitizer runs this too.

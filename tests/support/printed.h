@@ -9,8 +9,8 @@
 
 #include "support/trace.h"
 
-// The messages that the function prints, each after "> " in place of the time and the thread, which
-// have to be the present and this one; a line of any other form stands as it came.
+// What the function prints, with "> " in the place of each time and thread; they have to be the
+// present and this one.
 template <typename Function>
 std::string Printed(Function function)
 {
@@ -18,17 +18,16 @@ std::string Printed(Function function)
         const auto time = std::chrono::steady_clock::now().time_since_epoch();
         return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
     };
-    static const std::regex form(R"(AUTOMATION\[(\d+)\.(\d{3})\]\[T (\d+)\] (.*))");
+    const std::regex form(Format(R"(AUTOMATION\[(\d+)\.(\d{3})\]\[T %d\] )", gettid()));
     const auto begin = now();
     testing::internal::CaptureStdout();
     function();
-    std::string messages;
-    for (const std::string& line : Split(testing::internal::GetCapturedStdout())) {
-        std::smatch part;
-        const bool good = std::regex_match(line, part, form) && std::stol(part[3]) == gettid() &&
-                          std::stoll(part[1].str() + part[2].str()) >= begin &&
-                          std::stoll(part[1].str() + part[2].str()) <= now();
-        messages += (good ? "> " + part[4].str() : line) + "\n";
+    std::string printed = testing::internal::GetCapturedStdout();
+    for (std::smatch part; std::regex_search(printed, part, form);) {
+        const auto time = std::stoll(part[1].str() + part[2].str());
+        const bool present = begin <= time && time <= now();
+        printed.replace(static_cast<std::size_t>(part.position()), part[0].str().size(),
+                        present ? "> " : "not now: ");
     }
-    return messages;
+    return printed;
 }
