@@ -32,19 +32,26 @@ std::string Column(const char* file, Logger::Mode_e mode)
     return column;
 }
 
-// A platform that has everything.
-const std::map<std::string, Answer<std::string>> kFullPlatform = {
-    {"0", {0, "SIM-55"}},
-    {"128", {0, "MM"}},
-    {"133", {0, "SM\nSS"}},
-    {"bluetooth", {0, "1"}},
-    {"chip", {0, "12"}},
-    {"panel", {0, ""}},
-    {"tcon", {0, "TCON"}},
-    {"7", {0, "0x1A2B3"}},
-    {"8", {0, "0"}},
-    {"option", {0, "a,b,c,d,e"}},
-    {"link", {0, "../lib/libPelkoInspect.so.1.2.3"}}};
+// What the platform answers, as in "128:0=MM|133:-1": to what, with which result, and what it
+// writes.
+void LetAnswer(const std::string& answers)
+{
+    static const std::regex kForm("([^|:]+):(-?[0-9]+)(=([^|]*))?");
+    std::sregex_iterator answer(answers.begin(), answers.end(), kForm);
+    for (; answer != std::sregex_iterator(); ++answer) {
+        const std::smatch& part = *answer;
+        platform.answers[part[1]] = {std::stoi(part[2]), {}};
+        if (part[3].matched) {
+            platform.answers[part[1]].written = part[4];
+        }
+    }
+}
+
+// Of a platform that has everything.
+const std::string kAllAnswers =
+    "0:0=SIM-55|128:0=MM|133:0=SM\nSS|bluetooth:0=1|chip:0=12|panel:0|tcon:0=TCON|7:0=0x1A2B3|8:0="
+    "0|"
+    "option:0=a,b,c,d,e|link:0=../lib/libPelkoInspect.so.1.2.3";
 
 PelkoTestInfo_s MakeInfo()
 {
@@ -90,7 +97,7 @@ std::vector<PelkoItem_s> MakeItems()
 
 void ExpectTheReports()
 {
-    platform.answers = kFullPlatform;
+    LetAnswer(kAllAnswers);
     for (const auto mode : {S, D, R}) {
         PelkoTestInfo_s info = MakeInfo();
         std::vector<PelkoItem_s> items = MakeItems();
@@ -135,7 +142,7 @@ TEST(Report, DoesNotDependOnTheLocale)
 
 TEST(Report, EndsWhereAnItemIsMissing)
 {
-    platform.answers = kFullPlatform;
+    LetAnswer(kAllAnswers);
     PelkoTestInfo_s info = MakeInfo();
     std::vector<PelkoItem_s> items = {MakeItems().front()};
     const std::string whole = Column("run.txt", R);
@@ -188,72 +195,49 @@ std::string Changed(std::string text, const std::string& changes)
     return text;
 }
 
-const std::string kTconError = "E version_probes m_GetVersionInfo: getTconDataVersion err.\n";
-const std::string kNoLink = "E version_probes m_GetSoVersion: failed to get SO version\n";
-const std::string kOddLink = "E version_probes m_GetSoVersion: failed to find so. file\n";
-
-// One answer of the platform is not the full one's, and these lines differ.
+// A platform that does not answer as the full one does, and the lines that differ then.
 TEST(Information, WhatThePlatformAnswersOrNot)
 {
-    const std::string comma125 = "a,b," + std::string(121, 'x') + ",y";
+    const std::string tcon = "E version_probes m_GetVersionInfo: getTconDataVersion err.\n";
+    const std::string noLink = "E version_probes m_GetSoVersion: failed to get SO version\n";
+    const std::string oddLink = "E version_probes m_GetSoVersion: failed to find so. file\n";
     const std::string full(40, 't');
+    const std::string comma125 = "a,b," + std::string(121, 'x') + ",y";
+    const std::string comma126 = "a,b," + std::string(122, 'x') + ",";
     const std::string tooLong(128, 'o');
     const std::string longLink = std::string(1003, 'x') + "libPelkoInspect.so.78";
-    const std::string comma126 = "a,b," + std::string(122, 'x') + ",";
     const struct {
-        int line;
         Logger::Mode_e mode;
-        const char* query;
-        int result;
-        const char* written;
-        std::string text;
+        std::string answers;
+        std::string changes;
         std::string log = {};
     } rows[] = {
-        {__LINE__, S, "0", -1, nullptr, "model="},
-        {__LINE__, R, "0", -1, "M", "model=M"},
-        {__LINE__, D, "128", -1, nullptr, "mm=*****"},
-        {__LINE__, S, "128", 0, nullptr, "mm=*****"},
-        {__LINE__, S, "128", 0, "", "mm="},
-        {__LINE__, S, "133", -1, nullptr, "sm=*****|ss=*****"},
-        {__LINE__, S, "133", 0, nullptr, "sm=*****|ss=*****"},
-        {__LINE__, S, "133", 0, "A", "sm=A|ss=Not Supported"},
-        {__LINE__, S, "133", 0, "\nA", "sm=\nA|ss=Not Supported"},
-        {__LINE__, S, "133", 0, "", "sm=|ss=Not Supported"},
-        {__LINE__, S, "133", 0, "\n\nA\n\nB\nC", "sm=A|ss=B"},
-        {__LINE__, S, "panel", -1, nullptr, "mt=*****", kTconError},
-        {__LINE__, R, "tcon", 1, "T", "mt=*****", kTconError},
-        {__LINE__, S, "tcon", 0, full.c_str(), "mt=" + full},
-        {__LINE__, S, "bluetooth", -1, "1", "bt=Not Supported\n"},
-        {__LINE__, D, "bluetooth", 0, nullptr, "bt=Not Supported\n"},
-        {__LINE__, S, "chip", 1, "5", "bt=*****\n"},
-        {__LINE__, R, "chip", -1, nullptr, "bt=*****\n"},
-        {__LINE__, S, "chip", 0, "-5", "bt=BLUETOOTH-VER-00-5"},
-        {__LINE__, S, "chip", 0, "12345", "bt=BLUETOOTH-VER-12345"},
-        {__LINE__, D, "7", 0, "0xFFFFFFFF", "ld1=*****"},
-        {__LINE__, D, "7", 0, nullptr, "ld1=*****"},
-        {__LINE__, D, "7", -1, "0xFFFFFFFE", "ld1=FFFFFFFE"},
-        {__LINE__, R, "8", 0, "1", "ld2=00000001"},
-        {__LINE__, S, "option", -1, "a,b,c,", "option=a,b,c\n    "},
-        {__LINE__, S, "option", 0, ",a,b,c", "option=,a,b,c"},
-        {__LINE__, S, "option", 0, ",,,,", "option=,,,\n    "},
-        {__LINE__, S, "option", 0, nullptr, "option="},
-        {__LINE__, S, "option", 0, comma125.c_str(),
-         "option=" + comma125.substr(0, 125) + "\n    y"},
-        {__LINE__, S, "option", 0, comma126.c_str(), "option=" + comma126},
-        {__LINE__, R, "option", 0, tooLong.c_str(), "option=" + tooLong.substr(1)},
-        {__LINE__, S, "link", -1, nullptr, "dnso", kNoLink},
-        {__LINE__, S, "link", 0, "libPelkoInspect.so", "dnso", kOddLink},
-        {__LINE__, S, "link", 0, "libPelkoInspect.so.", "dnso="},
-        {__LINE__, S, "link", 0, "libPelkoInspect.so.1/libPelkoInspect.so.2.5", "dnso=2.5"},
-        {__LINE__, S, "link", 0, longLink.c_str(), "dnso=7"},
+        // Failures without anything written, and in spite of it; successes with nothing, and empty.
+        {S, "0:-1|option:-1|128:-1|133:-1|panel:-1|link:-1",
+         "model=|option=|mm=*****|sm=*****|ss=*****|mt=*****|dnso", tcon + noLink},
+        {S, "0:-1=M|option:-1=a,b,c,|128:-1=M|133:-1=A\nB|bluetooth:-1=1",
+         "model=M|option=a,b,c\n    |mm=*****|sm=*****|ss=*****|bt=Not Supported\n"},
+        {R, "tcon:1=T|chip:1=5|7:-1=0xFFFFFFFE|8:0=1",
+         "mt=*****|bt=*****\n|ld1=FFFFFFFE|ld2=00000001", tcon},
+        {D, "0:0|option:0|128:0|133:0|bluetooth:0|7:0",
+         "model=|option=|mm=*****|sm=*****|ss=*****|bt=Not Supported\n|ld1=*****"},
+        {S, "128:0=|133:0=|tcon:0=|chip:-1", "mm=|sm=|ss=Not Supported|mt=|bt=*****\n"},
+        // Texts at their edges.
+        {S, "133:0=A|chip:0=-5|link:0=libPelkoInspect.so.",
+         "sm=A|ss=Not Supported|bt=BLUETOOTH-VER-00-5|dnso="},
+        {S, "133:0=\nA|chip:0=12345|link:0=libPelkoInspect.so",
+         "sm=\nA|ss=Not Supported|bt=BLUETOOTH-VER-12345|dnso", oddLink},
+        {S, "133:0=\n\nA\n\nB\nC|link:0=libPelkoInspect.so.1/libPelkoInspect.so.2.5",
+         "sm=A|ss=B|dnso=2.5"},
+        {D, "tcon:0=" + full + "|7:0=0xFFFFFFFF", "mt=" + full + "|ld1=*****"},
+        {S, "option:0=,a,b,c|link:0=" + longLink, "option=,a,b,c|dnso=7"},
+        {S, "option:0=,,,,", "option=,,,\n    "},
+        {S, "option:0=" + comma125, "option=" + comma125.substr(0, 125) + "\n    y"},
+        {S, "option:0=" + comma126, "option=" + comma126},
+        {R, "option:0=" + tooLong, "option=" + tooLong.substr(1)},
     };
     for (const auto& row : rows) {
-        platform.answers = kFullPlatform;
-        platform.answers[row.query] = {row.result, {}};
-        if (row.written != nullptr) {
-            platform.answers[row.query].written = row.written;
-        }
-        const testing::ScopedTrace where(__FILE__, row.line, "row");
+        LetAnswer(kAllAnswers + "|" + row.answers);
         std::string log;
         WatchLog([&](const std::string& line) { log += line[0] == 'E' ? line + "\n" : ""; });
         PelkoTestInfo_s info = MakeInfo();
@@ -262,9 +246,9 @@ TEST(Information, WhatThePlatformAnswersOrNot)
             Printed([&] { EXPECT_TRUE(Logger(row.mode).GetInfoLog(text, &info)); });
         const std::string whole = Column("run.txt", row.mode);
         const std::string section = whole.substr(0, whole.find("\n\n[001]"));
-        EXPECT_TRUE(Same(Changed(section, row.text), text));
+        EXPECT_EQ(text, Changed(section, row.changes));
         EXPECT_EQ(log, row.log);
-        EXPECT_EQ(printed, row.log.empty() ? "" : "> " + row.log.substr(row.log.find(": ") + 2));
+        EXPECT_EQ(printed, std::regex_replace(log, std::regex("E [^:]*: "), "> "));
     }
 }
 
