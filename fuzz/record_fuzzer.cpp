@@ -50,15 +50,10 @@ Record Take(const std::uint8_t*& data, std::size_t& size)
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     fa_platform::SetLogSink([](int, int, const std::string&, const std::string&) {});
     fa_platform::UseProfileText("[factory_option]\n254=a,b,c,d\n[system_info_string]\n133=a\\nb\n");
-    return 0;
-}
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
-{
     const auto mode = static_cast<PelkoAppClientLogger::Mode_e>(Take<std::uint8_t>(data, size) % 4);
     auto info = Take<PelkoTestInfo_s>(data, size);
     std::vector<PelkoItem_s> items;

@@ -6,7 +6,6 @@
 #include <iterator>
 #include <vector>
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 int main(int argc, char** argv)
@@ -14,7 +13,6 @@ int main(int argc, char** argv)
     if (argc != 2 || std::freopen("/dev/null", "w", stdout) == nullptr) {
         return 2;
     }
-    LLVMFuzzerInitialize(&argc, &argv);
     int count = 0;
     for (const auto& file : std::filesystem::directory_iterator(argv[1])) {
         std::ifstream stream(file.path(), std::ios::binary);

@@ -15,11 +15,8 @@
 namespace
 {
 
-int file = -1;
-std::string path;
-
 // What a reader of such a window tells of the file: its runs in short, or the refusal.
-std::string Told(fa::ReportReader& reader, fa::Collector& collector)
+std::string Told(fa::ReportReader& reader, const std::string& path, fa::Collector& collector)
 {
     std::string told;
     fa::RunOrder order = 0;
@@ -45,22 +42,17 @@ std::string Told(fa::ReportReader& reader, fa::Collector& collector)
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    file = memfd_create("report", 0);
-    path = "/proc/self/fd/" + std::to_string(file);
-    return file >= 0 ? 0 : 1;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
+    static const int file = memfd_create("report", 0);
+    static const std::string path = "/proc/self/fd/" + std::to_string(file);
     if (ftruncate(file, 0) != 0 || pwrite(file, data, size, 0) != static_cast<ssize_t>(size)) {
         std::abort();
     }
     static fa::ReportReader whole(1 << 16);
     fa::ReportReader pieces(1 + size % 61);
     fa::Collector collector("mm");
-    if (Told(whole, collector) != Told(pieces, collector)) {
+    if (Told(whole, path, collector) != Told(pieces, path, collector)) {
         std::abort();
     }
     return 0;
