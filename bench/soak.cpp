@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "support/resident_memory.h"
+#include "resident_memory.h"
 
 // Takes the platform log's place: nobody reads so many lines.
 int __dlog_print(int, int, const char*, const char*, ...)

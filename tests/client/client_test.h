@@ -42,6 +42,12 @@ protected:
     static void HideBus() { setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1); }
     void ShowBus() const { setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1); }
 
+    static void Connect()
+    {
+        automation_execute_command(1, 1);
+        TakeTrace();
+    }
+
     // Notes what the function returns, and what it prints, which is nothing.
     template <typename Function>
     static void Call(Function function)

@@ -249,20 +249,22 @@ INSTANTIATE_TEST_SUITE_P(Client, CommandTest, testing::Range(std::size_t{0}, std
 
 TEST_F(ClientTest, TheLongestPacketIsSent)
 {
-    automation_execute_command(1, 1);
+    Connect();
     // The service takes its time to write so much down.
     g_dbus_proxy_set_default_timeout(G_DBUS_PROXY(library.proxy.load()), G_MAXINT);
-    TakeTrace();
-    std::size_t bytes = 0;
-    WatchLog([&bytes](const std::string& line) {
-        bytes += line == "D packets automation_send_rjp_data: data[7f]" ? 1U : 0U;
-    });
     const Bytes longest(8000000, 0x7F);
+    std::string sent = "service: SendRjpData (8000000, [uint32 127";
+    std::size_t logged = 0;
+    WatchLog([&logged](const std::string& line) {
+        logged += line == "D packets automation_send_rjp_data: data[7f]" ? 1U : 0U;
+    });
     EXPECT_EQ(automation_send_rjp_data(longest.data(), 8000000), 0);
-    EXPECT_EQ(bytes, longest.size());
+    EXPECT_EQ(logged, longest.size());
+    for (std::size_t byte = 1; byte < longest.size(); ++byte) {
+        sent += ", 127";
+    }
     const std::string trace = TakeTrace();
-    const std::string sent = trace.substr(trace.find("service: "));
-    EXPECT_EQ(std::count(sent.begin(), sent.end(), '7'), 8000000);
+    EXPECT_TRUE(trace.substr(trace.find("service: ")) == sent + "])\n");
 }
 
 // The names of the local sets by their numbers; "-" where a number has none.
@@ -276,27 +278,15 @@ constexpr char kLocalSets[] =
     "CUBA_DTV - BRA_DTV CHILE_DTV PERU_DTV ARG_DTV URU_DTV PAR_DTV SA_ATV SELA - SA_BOLIVIA "
     "ECUADOR PANAMA - EA_PHI2 - - - - - - - - - - - - JAPAN EU_TOTAL";
 
-// What a reading of the platform's number finds in its place before, each but the last with a
-// pause.
-std::string Readings(const std::vector<int>& before)
-{
-    std::string trace;
-    for (const int number : before) {
-        trace += trace.empty() ? "" : "pause of 200 ms\n";
-        trace += Format("platform: system_info_get_value_int(284, %d)\n", number);
-    }
-    return trace;
-}
-
 class LocalSetTest : public ClientTest
 {
 protected:
-    // Switches on a platform that answers so, fast boot first, and expects what follows that.
-    void Expect(unsigned int option, const std::deque<Answer<int>>& answers,
-                const std::string& happens, int line = __builtin_LINE())
+    // Switches where the platform's numbers are these, fast boot first, and expects what follows.
+    static void Expect(unsigned int option, const std::deque<Answer<int>>& numbers,
+                       const std::string& happens, int line = __builtin_LINE())
     {
         const testing::ScopedTrace where(__FILE__, line, "here");
-        platform.ints = answers;
+        platform.ints = numbers;
         Call([=] { return automation_execute_command_with_projector(806, option); });
         EXPECT_TRACE("platform: system_info_get_value_int(869, 0)\n" + happens);
     }
@@ -306,29 +296,38 @@ protected:
         return Logged("commands", "automation_execute_command_with_projector", message);
     }
 
-    // The command that sends the name, but for its result, which does not count.
-    static std::string Sent(const std::string& name, const std::string& connection = "",
-                            const Reply* answer = &kReplies[0])
+    static std::string Fails(const std::string& why) { return Says("E " + why) + "= -1\n"; }
+
+    // The command that sends the name, whose result does not count, and what each reading finds in
+    // the number's place before.
+    static std::string Sent(const std::string& name, const std::vector<int>& readings,
+                            const std::string& connection = "", const Reply* answer = &kReplies[0])
     {
-        const std::string length = std::to_string(name.size());
-        const Row& row = kRows[std::size(kRows) - 1];
         const Use use = SendsWithData(82, 1, Bytes(name.begin(), name.end()));
-        const std::string command = Happens(row, use, connection, answer);
-        return Says("I local set[" + name + "], length[" + length + "]") +
-               command.substr(0, command.rfind("= "));
+        std::string trace = Happens(kRows[std::size(kRows) - 1], use, connection, answer);
+        trace.erase(trace.rfind("= "));
+        for (const int number : readings) {
+            trace += Format("platform: system_info_get_value_int(284, %d)\n", number);
+            trace += "pause of 200 ms\n";
+        }
+        return Says(Format("I local set[%s], length[%zu]", name.c_str(), name.size())) + trace;
+    }
+
+    // The last reading finds the local set.
+    static std::string Reached(const std::string& trace)
+    {
+        return trace.substr(0, trace.rfind("pause")) + "= 0\n";
     }
 };
 
 TEST_F(LocalSetTest, IsSentByItsName)
 {
-    automation_execute_command(1, 1);
-    TakeTrace();
+    Connect();
     std::istringstream names(kLocalSets);
     int option = 0;
     for (std::string name; names >> name; ++option) {
         Expect(static_cast<unsigned int>(option), {{0, 1}, {0, option}},
-               name == "-" ? Says("E localset string is not available") + "= -1\n"
-                           : Sent(name) + Readings({-1}) + "= 0\n");
+               name == "-" ? Fails("localset string is not available") : Reached(Sent(name, {-1})));
     }
     EXPECT_EQ(option, 97);
 }
@@ -336,42 +335,33 @@ TEST_F(LocalSetTest, IsSentByItsName)
 TEST_F(LocalSetTest, IsRefusedBeforeAnythingConnects)
 {
     Call([] { return automation_execute_command_with_projector(805, 1); });
-    EXPECT_TRACE(Says("E parameter is null") + "= -1\n");
-    const std::string noFastBoot = Says("E fastboot is not available") + "= -1\n";
-    const std::string noSet = Says("E localset enum is not available in localset range") + "= -1\n";
-    Expect(97, {{-1, 1}}, noFastBoot);
-    Expect(1, {{1, 1}}, noFastBoot);
-    Expect(97, {{0, 0}}, noFastBoot);
-    Expect(1, {{0, {}}}, noFastBoot);
-    Expect(97, {{0, -1}}, noSet);
-    Expect(0xFFFFFFFF, {{0, 2}}, noSet);
+    EXPECT_TRACE(Fails("parameter is null"));
+    Expect(97, {{-1, 1}}, Fails("fastboot is not available"));
+    Expect(1, {{1, 1}}, Fails("fastboot is not available"));
+    Expect(97, {{0, 0}}, Fails("fastboot is not available"));
+    Expect(1, {{0, {}}}, Fails("fastboot is not available"));
+    Expect(97, {{0, -1}}, Fails("localset enum is not available in localset range"));
+    Expect(0xFFFFFFFF, {{0, 2}}, Fails("localset enum is not available in localset range"));
 }
 
-TEST_F(LocalSetTest, IsReachedWhenThePlatformReportsItWhateverTheCommandDid)
+TEST_F(LocalSetTest, IsReachedWhenThePlatformReportsItInFiveReadingsWhateverTheCommandDid)
 {
     HideBus();
-    Expect(1, {{0, 1}, {0, 1}}, Sent("US", kNoBus, nullptr) + Readings({-1}) + "= 0\n");
+    Expect(1, {{0, 1}, {0, 1}}, Reached(Sent("US", {-1}, kNoBus, nullptr)));
     ShowBus();
+    Connect();
     service.Answer("ExecuteCommandWithData", kReplies[3].body);
-    automation_execute_command(1, 1);
-    TakeTrace();
-    Expect(1, {{0, 1}, {0, 1}}, Sent("US", "", &kReplies[3]) + Readings({-1}) + "= 0\n");
-}
-
-TEST_F(LocalSetTest, IsWaitedForThroughFiveReadings)
-{
-    automation_execute_command(1, 1);
-    TakeTrace();
-    const auto fails = [](const std::string& last) {
-        return "pause of 200 ms\n" +
-               Says("E localset string is not set, countryId[" + last + "],option[1]") + "= -1\n";
-    };
+    Expect(1, {{0, 1}, {0, 1}}, Reached(Sent("US", {-1}, "", &kReplies[3])));
+    service.Answer("ExecuteCommandWithData", kReplies[0].body);
     // What a reading writes counts only where it succeeds.
     Expect(1, {{0, 1}, {0, 6}, {-1, 1}, {1, 1}, {0, -7}, {0, 1}},
-           Sent("US") + Readings({-1, 6, 6, 6, -7}) + "= 0\n");
-    Expect(1, {{0, 1}, {0, 6}, {0, 6}, {0, 7}, {-1, 1}, {-1, 1}, {0, 1}},
-           Sent("US") + Readings({-1, 6, 6, 7, 7}) + fails("7"));
-    Expect(1, {{0, 1}}, Sent("US") + Readings({-1, -1, -1, -1, -1}) + fails("-1"));
+           Reached(Sent("US", {-1, 6, 6, 6, -7})));
+    Expect(
+        1, {{0, 1}, {0, 6}, {0, 6}, {0, 7}, {-1, 1}, {-1, 1}, {0, 1}},
+        Sent("US", {-1, 6, 6, 7, 7}) + Fails("localset string is not set, countryId[7],option[1]"));
+    Expect(1, {{0, 1}},
+           Sent("US", {-1, -1, -1, -1, -1}) +
+               Fails("localset string is not set, countryId[-1],option[1]"));
 }
 
 }  // namespace

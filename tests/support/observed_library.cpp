@@ -22,13 +22,8 @@ std::string Connected()
                               static_cast<void*>(library.proxy));
 }
 
-template <typename Function>
-static Function* Real(Function* /*replacement*/, const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-extern "C" {
+// The function that this program's takes the place of.
+#define REAL(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 
 AutomationProxy* automation_proxy_proxy_new_for_bus_sync(GBusType type, GDBusProxyFlags flags,
                                                          const gchar* name, const gchar* path,
@@ -36,8 +31,8 @@ AutomationProxy* automation_proxy_proxy_new_for_bus_sync(GBusType type, GDBusPro
 {
     Note(Format("new proxy on bus %d with flags %d: %s %s", type, flags, name, path));
     std::exchange(library.beforeConstruction, [] {})();
-    AutomationProxy* proxy = Real(automation_proxy_proxy_new_for_bus_sync, __func__)(
-        type, flags, name, path, cancellable, error);
+    AutomationProxy* proxy =
+        REAL(automation_proxy_proxy_new_for_bus_sync)(type, flags, name, path, cancellable, error);
     if (flags == G_DBUS_PROXY_FLAGS_NONE) {
         library.proxy = proxy;
     }
@@ -50,34 +45,19 @@ GVariant* g_dbus_proxy_call_sync(GDBusProxy* proxy, const gchar* method, GVarian
                                  GError** error)
 {
     const gint limit = timeout != -1 ? timeout : g_dbus_proxy_get_default_timeout(proxy);
-    if (flags != 0 || limit != -1) {
-        Note(Format("call of %s: flags %d, timeout %d", method, flags, limit));
+    if (static_cast<void*>(proxy) != library.proxy || flags != 0 || limit != -1) {
+        Note(Format("past the shared proxy, flags %d, timeout %d: %s", flags, limit, method));
     }
-    if (static_cast<void*>(proxy) != library.proxy) {
-        Note(Format("past the shared proxy: %s", method));
-    }
-    return Real(g_dbus_proxy_call_sync, __func__)(proxy, method, parameters, flags, timeout,
-                                                  cancellable, error);
+    return REAL(g_dbus_proxy_call_sync)(proxy, method, parameters, flags, timeout, cancellable,
+                                        error);
 }
 
 gulong g_signal_connect_data(gpointer object, const gchar* signal, GCallback handler, gpointer data,
                              GClosureNotify notify, GConnectFlags flags)
 {
-    const gulong id =
-        Real(g_signal_connect_data, __func__)(object, signal, handler, data, notify, flags);
+    const gulong id = REAL(g_signal_connect_data)(object, signal, handler, data, notify, flags);
     if (object != nullptr && object == library.proxy && std::strstr(signal, "-handler")) {
         library.connections.push_back(id);
-        Note(Format("connected to %s, flags %d", signal, flags));
     }
     return id;
 }
-
-void g_signal_handler_disconnect(gpointer object, gulong id)
-{
-    if (object == library.proxy) {
-        Note(Format("disconnected %lu", id));
-    }
-    Real(g_signal_handler_disconnect, __func__)(object, id);
-}
-
-}  // extern "C"

@@ -15,7 +15,13 @@ PrivateBus::PrivateBus(const char* serviceFolder) : bus(g_test_dbus_new(G_TEST_D
 
 PrivateBus::~PrivateBus()
 {
-    Stop();
+    // g_test_dbus_stop alone tells GLib not to mind the loss, which is for the library to do.
+    g_autoptr(GDBusConnection) connection = Connect();
+    kill(ProcessOf(connection, "org.freedesktop.DBus"), SIGTERM);
+    while (g_dbus_connection_is_closed(connection) == FALSE) {
+        g_main_context_iteration(nullptr, FALSE);
+    }
+    g_test_dbus_stop(bus);
     g_object_unref(bus);
 }
 
@@ -28,25 +34,6 @@ GDBusConnection* PrivateBus::Connect() const
     GDBusConnection* connection =
         g_dbus_connection_new_for_address_sync(Address().c_str(), flags, nullptr, nullptr, &error);
     return connection != nullptr ? connection : throw std::runtime_error(error->message);
-}
-
-std::string PrivateBus::Address() const
-{
-    const char* address = g_test_dbus_get_bus_address(bus);
-    return address != nullptr ? address : "";
-}
-
-void PrivateBus::Stop()
-{
-    if (!Address().empty()) {
-        // g_test_dbus_stop alone tells GLib not to mind the loss, which is for the library to do.
-        g_autoptr(GDBusConnection) connection = Connect();
-        kill(ProcessOf(connection, "org.freedesktop.DBus"), SIGTERM);
-        while (g_dbus_connection_is_closed(connection) == FALSE) {
-            g_main_context_iteration(nullptr, FALSE);
-        }
-        g_test_dbus_stop(bus);
-    }
 }
 
 GVariant* CallBus(GDBusConnection* connection, const char* method, GVariant* parameters)

@@ -16,8 +16,7 @@ public:
 
     // A new connection to the bus, as another process would have; to be unreferenced.
     GDBusConnection* Connect() const;
-    std::string Address() const;
-    void Stop();
+    std::string Address() const { return g_test_dbus_get_bus_address(bus); }
 
 private:
     GTestDBus* bus;

@@ -7,16 +7,6 @@
 static constexpr char kPath[] = "/KVFacAutoObj";
 static constexpr char kInterface[] = "org.kavra.tv.automationservice";
 
-ScriptedService::ScriptedService(const PrivateBus& theBus) : bus(theBus)
-{
-    Join();
-}
-
-ScriptedService::~ScriptedService()
-{
-    Leave();
-}
-
 void ScriptedService::Answer(const std::string& method, const std::string& answer)
 {
     const std::lock_guard<std::mutex> lock(mutex);
@@ -68,15 +58,14 @@ GDBusMessage* ScriptedService::OnMessage(GDBusConnection* connection, GDBusMessa
     std::unique_lock<std::mutex> lock(service->mutex);
     const std::string answer = service->answers.emplace(method, "((1,),)").first->second;
     lock.unlock();
+    const char* text = answer.c_str();
     if (answer == "exit") {
         g_dbus_connection_close(connection, nullptr, nullptr, nullptr);
     } else {
-        const bool refuses = answer[0] == '!';
-        const char* text = answer.c_str();
-        g_autoptr(GDBusMessage) reply =
-            refuses ? g_dbus_message_new_method_error_literal(message, "test.Refused", text + 1)
-                    : g_dbus_message_new_method_reply(message);
-        if (!refuses) {
+        g_autoptr(GDBusMessage) reply = text[0] == '!' ? g_dbus_message_new_method_error_literal(
+                                                             message, "test.Refused", text + 1)
+                                                       : g_dbus_message_new_method_reply(message);
+        if (text[0] != '!') {
             g_dbus_message_set_body(reply,
                                     g_variant_parse(nullptr, text, nullptr, nullptr, nullptr));
         }

@@ -12,8 +12,8 @@
 class ScriptedService
 {
 public:
-    explicit ScriptedService(const PrivateBus& bus);
-    ~ScriptedService();
+    explicit ScriptedService(const PrivateBus& theBus) : bus(theBus) { Join(); }
+    ~ScriptedService() { Leave(); }
 
     // How `method` is answered from now on: with this reply body, in GVariant's text form and
     // whatever the method's types; with a D-Bus error of the text after a "!"; or, for "exit", by
