@@ -283,8 +283,10 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    // Calls the set's control interface, by the connection that the client has.
-    std::shared_ptr<GVariant> Ask(const char* method, GVariant* arguments = nullptr)
+    // Calls the set's control interface, by the connection that the client has. A set that does not
+    // answer may be about to end, for which we wait so long.
+    std::shared_ptr<GVariant> Ask(const char* method, GVariant* arguments = nullptr,
+                                  std::chrono::milliseconds timeToEnd = kTimeToEnd)
     {
         g_autoptr(GVariant) sunk = arguments != nullptr ? g_variant_ref_sink(arguments) : nullptr;
         g_autoptr(GError) error = nullptr;
@@ -302,7 +304,7 @@ public:
             throw SetFailure(std::string(method) + ": " +
                              (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS)
                                   ? error->message
-                                  : "the set does not answer" + set_.Account(kTimeToEnd)));
+                                  : "the set does not answer" + set_.Account(timeToEnd)));
         }
         return {reply, g_variant_unref};
     }
@@ -321,7 +323,7 @@ SimulatedSet::SimulatedSet(const Words& options) : process_(new Process(options)
 {
     // A connection to another bus that has been made by now is the client's for good.
     try {
-        process_->Ask("ForgetCalls");
+        process_->Ask("ForgetCalls", nullptr, std::chrono::milliseconds(0));
     } catch (const SetFailure& failure) {
         throw SetFailure(std::string("the set is not on this process's system bus; make the first "
                                      "set before the first use of that: ") +

@@ -51,34 +51,32 @@ def test_talks_over_lines_and_tells_the_calls(fa_set):
     assert fa_set.calls() == []
 
 
-@pytest.mark.parametrize("do, text", [
-    (lambda s: s.add_rules({"start": True, "in": {"ss": "01"}}, {"metod": 1}), ":2: "),
-    (lambda s: s.write_packet("uart", b"1"), "WritePacket: packets come in on ss, rjp and ep"),
-    (lambda s: s.calls("SendRjp"), 'GetCalls: there is no method "SendRjp"'),
-    (lambda s: s.open_line("simulator"), 'uart, ss, rjp or ep, not "simulator"'),
-    (lambda s: s.wait_for_calls(1), "0 of 1 calls after 0.5 s: []"),
-    (lambda s: s.open_line("rjp").read(1), "line rjp: read 0 of 1 bytes, no more in 0.5 s"),
-    (lambda s: s.open_line("rjp").write(bytes(1 << 20)), "has read none in 0.5 s"),
-    (lambda s: (s.finish(), s.open_line("rjp")), "open_line: the set has ended, with status 0"),
-    (lambda s: (s._process.terminate(), s.wait_for_calls(1)), "the set has ended, with status 143"),
-    (lambda s: s.run(["sleep", "600"]), "'600']' timed out after 0."),
+@pytest.mark.parametrize("deadline, do, text", [
+    (20, lambda s: s.add_rules({"start": True, "in": {"ss": "01"}}, {"metod": 1}), ":2: "),
+    (20, lambda s: s.write_packet("uart", b"1"), "WritePacket: packets come in on ss, rjp and ep"),
+    (20, lambda s: s.calls("SendRjp"), 'GetCalls: there is no method "SendRjp"'),
+    (20, lambda s: s.open_line("simulator"), 'uart, ss, rjp or ep, not "simulator"'),
+    (.2, lambda s: s.wait_for_calls(1), "0 of 1 calls after 0.2 s: []"),
+    (.2, lambda s: s.open_line("rjp").read(1), "line rjp: read 0 of 1 bytes, no more in 0.2 s"),
+    (.2, lambda s: s.open_line("rjp").write(bytes(1 << 20)), "has read none in 0.2 s"),
+    (.2, lambda s: s.run(["sleep", "600"]), "'600']' timed out after 0."),
+    (20, lambda s: (s.finish(), s.open_line("rjp")), "open_line: the set has ended, with status 0"),
+    (20, lambda s: (s._process.terminate(), s.wait_for_calls(1)), "set has ended, with status 143"),
 ])
-def test_failures_name_the_reason(monkeypatch, do, text):
-    simulated = SimulatedSet()
-    program = simulated.start(["sleep", "600"])
-    failures = SetFailure, subprocess.TimeoutExpired
-    with monkeypatch.context() as short, pytest.raises(failures) as failure:
-        short.setattr(fa_api_pytest, "DEADLINE", 0.5)
-        do(simulated)
-    simulated.finish()
-    assert program.returncode == -signal.SIGKILL
+def test_failures_name_the_reason(fa_set, monkeypatch, deadline, do, text):
+    program = fa_set.start(["sleep", "600"])
+    with monkeypatch.context() as short, pytest.raises(Exception) as failure:
+        short.setattr(fa_api_pytest, "DEADLINE", deadline)
+        do(fa_set)
     assert text in str(failure.value)
+    fa_set.finish()
+    assert program.returncode == -signal.SIGKILL
 
 
 @pytest.mark.parametrize("program, deadline, text", [
     (os.environ["FA_SET_SIMULATOR"], 20, "status 1\nfa-set-simulator: profile /none: No such file"),
     ("/none", 20, "name the program in FA_SET_SIMULATOR"),
-    (HERE / "hanging_set", 0.5, "not ready after 0.5 s")])
+    (HERE / "hanging_set", 0.2, "not ready after 0.2 s")])
 def test_a_set_that_cannot_start_says_why(monkeypatch, program, deadline, text):
     monkeypatch.setenv("FA_SET_SIMULATOR", str(program))
     monkeypatch.setattr(fa_api_pytest, "DEADLINE", deadline)
@@ -101,19 +99,21 @@ def test_nothing_is_left_of_tests_that_are_killed(command, monkeypatch, tmp_path
         assert time.monotonic() < deadline, list(tmp_path.iterdir())
 
 
-@pytest.mark.parametrize("body, outcome", [
-    ("pass", {"passed": 1, "errors": 1}),
-    ("assert fa_set.finish() == 123", {"passed": 1}),
-    ("fa_set.calls('x')", {"failed": 1, "errors": 1}),
-])
-def test_a_failure_of_the_set_fails_the_test(pytester, body, outcome):
+def test_a_failure_of_the_set_fails_the_test(pytester):
     pytester.makepyfile(f"""
         import pytest
-        @pytest.mark.fa_set("--replay", "{HERE}/difference.jsonl")
-        def test_it(fa_set):
-            {body}
+        pytestmark = pytest.mark.fa_set("--replay", "{HERE}/difference.jsonl")
+        def test_no_more(fa_set):
+            pass
+        def test_asks(fa_set):
+            assert fa_set.finish() == 123
+        def test_fails(fa_set):
+            fa_set.calls("x")
         """)
-    pytester.runpytest_subprocess("-p", "fa_api_pytest").assert_outcomes(**outcome)
+    shown = pytester.runpytest_subprocess("-p", "fa_api_pytest", "-rA").stdout.str()
+    assert sorted(re.findall(r"^(PASSED|ERROR|FAILED) .*::test_(\w+)", shown, re.M)) == [
+        ("ERROR", "fails"), ("ERROR", "no_more"), ("FAILED", "fails"), ("PASSED", "asks"),
+        ("PASSED", "no_more")]
 
 
 def test_ctest_shows_how_a_program_and_its_set_end(tmp_path):
