@@ -52,7 +52,7 @@ function(fa_add_simulator_tests path)
             add_test(NAME ${test} COMMAND ${SYSTEM_PYTHON} -B ${path} $<TARGET_FILE:fa-set-simulator>
                                           ${class}.${CMAKE_MATCH_0})
             set_tests_properties(${test} PROPERTIES TIMEOUT ${case_timeout} ENVIRONMENT
-                "LOGGER=$<TARGET_FILE:platform_logger>;SANITIZED=${FA_API_SANITIZE}")
+                "EXAMPLES=${PROJECT_BINARY_DIR}/examples;SANITIZED=${FA_API_SANITIZE}")
         endif()
     endforeach()
 endfunction()

@@ -65,11 +65,14 @@ int ReadOn(const char* variable)
 
 std::string arrived;
 
-// A callback gets a record that is overwritten by the next data, so it copies what it needs.
+// A callback gets a record that is overwritten by the next data, so it copies what it needs. Data
+// can be announced twice; whoever comes for it a second time gets none.
 void Remember(ProtocolData_s* data)
 {
     const int stored = std::clamp(data->iSize, 0, 256);
-    arrived = Describe(data->p_data, std::size_t(stored));
+    if (stored > 0) {
+        arrived = Describe(data->p_data, std::size_t(stored));
+    }
 }
 
 // Plays the device that sends: writes to the line, and waits until the library has handed the bytes

@@ -57,10 +57,16 @@ class Rules(simulator.SetTest):
         begin = time.monotonic()
         self.check(("CloseExUart", 1))
         self.assertGreaterEqual(time.monotonic() - begin, 0.3)
-        # In the meantime the set is there for others.
-        self.check(("SetFault", "CopyLogToUsb", "delay", 600000, 1, None))
+        # All that a rule says is late, and in the meantime the set is there for others.
+        self.check(("AddRules", """\
+{"method": "CopyLogToUsb", "times": 1, "delay": 600000, "result": 2, "in": {"ep": "02"}}
+{"method": "CopyLogToUsb", "delay": 300, "result": 3, "in": {"ep": "03"}}""", None))
         self.call_without_reply("CopyLogToUsb")
-        self.check(("CloseExUart", 1))
+        begin = time.monotonic()
+        self.check(("CloseExUart", 1), ("CopyLogToUsb", 3))
+        self.hear(("ep", 1))
+        self.assertGreaterEqual(time.monotonic() - begin, 0.3)
+        self.check(("GetEpProtocolData", packet(b"\3")))
         # Who has given up waiting for a packet gets it by the next fetch.
         self.write("ss", b"x")
         self.hear(("ss", 1))
@@ -135,7 +141,8 @@ class Rules(simulator.SetTest):
         self.start()
         for rule, reason in (
                 ('{"start": true', "no JSON: "),
-                ("[]", "no JSON object"),
+                ('{"start": true, "leave": 1} {}', "no JSON: "),
+                ('{"start": true, "leave": 1}, {}', "no JSON object"),
                 ('{"result": 1}', "a rule has one condition"),
                 ('{"start": true, "out": {"ss": "*"}, "leave": 1}', "a rule has one condition"),
                 ('{"method": "Nope", "result": 1}', 'there is no method "Nope"'),
@@ -161,7 +168,7 @@ class Rules(simulator.SetTest):
                 ('{"start": true, "times": 2, "leave": 1}', "the start comes once"),
                 ('{"out": {"ss": "*"}, "chance": 2, "leave": 1}', '"chance" is no number'),
                 ('{"out": {"ss": "*"}, "times": 0, "leave": 1}', '"times" is no number')):
-            text = '{"method": "all", "result": 0}\n\n' + rule
+            text = '\n{"method": "all", "result": 0}\n' + rule
             answer = self.call("AddRules", text)
             self.assertEqual(answer[:len(reason) + 22], "InvalidArgs: rules:3: " + reason)
             pathlib.Path("scenario").write_text(text)

@@ -33,6 +33,12 @@ def text_of(name):
 
 HERE = pathlib.Path(__file__).resolve().parent
 RECORDING = text_of(HERE / "recording.jsonl")
+METHODS = {}  # of both interfaces: the interface, and the types of the arguments
+for path in HERE.parents[1].glob("s*/**/org.kavra.tv.automationservice*.xml"):
+    for described in Gio.DBusNodeInfo.new_for_xml(text_of(path)).interfaces:
+        for each in described.methods:
+            types = "".join(argument.signature for argument in each.in_args)
+            METHODS[each.name] = described.name, f"({types})"
 
 
 def without_times(text):
@@ -57,17 +63,17 @@ def connect(address):
 
 def catch_up(connection):
     """Receives all that has been sent to it."""
-    connection.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId", None, None, 0,
-                         -1, None)
+    connection.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId", None, None,
+                         0, -1, None)
     while GLib.MainContext.default().iteration(False):
         pass
 
 
 class SetTest(unittest.TestCase):
-    """In a folder of its own. A run must leave nothing in the folder tmp, a set none of its links."""
+    """In a folder of its own. A run leaves nothing in the folder tmp, a set none of its links."""
 
     def setUp(self):
-        self.set, self.announcements, self.methods = None, [], {}
+        self.set, self.announcements = None, []
         os.chdir(self.enterContext(tempfile.TemporaryDirectory()))
         os.mkdir("tmp")
         pathlib.Path("profile").write_text(PROFILE)
@@ -116,20 +122,10 @@ class SetTest(unittest.TestCase):
         with open("out", "w") as out, open("err", "w") as err:
             self.set = self.spawn(*words, *options, stdout=out, stderr=err)
 
-        def introspect():
-            try:
-                xml = self.connection.call_sync(
-                    SERVICE, OBJECT, "org.freedesktop.DBus.Introspectable", "Introspect", None, None,
-                    0, -1, None).unpack()[0]
-            except GLib.Error:
-                self.assertIsNone(self.set.poll(), text_of("err"))
-                return False
-            for interface in Gio.DBusNodeInfo.new_for_xml(xml).interfaces:
-                for method in interface.methods:
-                    kind = "".join(argument.signature for argument in method.in_args)
-                    self.methods[method.name] = interface.name, f"({kind})"
-            return True
-        wait(introspect)
+        def is_there():
+            self.assertIsNone(self.set.poll(), text_of("err"))
+            return isinstance(self.call("GetCalls", ""), list)
+        wait(is_there)
 
     def stop(self, number=signal.SIGTERM, status=0):
         self.set.send_signal(number)
@@ -138,14 +134,14 @@ class SetTest(unittest.TestCase):
         self.assertFalse([line for line in LINES if os.path.islink(line)])
 
     def call(self, method, *arguments):
-        """Of either interface. Gives the result; of a fetch, the data and the result; or the error, such
-        as "Fault: busy"."""
-        interface, kind = self.methods[method]
+        """Of either interface. Gives the result; of a fetch, the data and the result; or the error,
+        such as "Fault: busy"."""
+        interface, kind = METHODS[method]
         if not (arguments and isinstance(arguments[0], GLib.Variant)):
             arguments = [GLib.Variant(kind, arguments)]
         try:
-            reply = self.connection.call_sync(SERVICE, OBJECT, interface, method, arguments[0], None, 0, -1,
-                                              None).unpack()
+            reply = self.connection.call_sync(SERVICE, OBJECT, interface, method, arguments[0],
+                                              None, 0, -1, None).unpack()
         except GLib.Error as error:
             name, _, text = error.message.removeprefix("GDBus.Error:").partition(": ")
             return f"{name.rpartition('.')[2]}: {text}"
@@ -153,8 +149,8 @@ class SetTest(unittest.TestCase):
         return values if len(values) > 1 else values[0] if values else None
 
     def call_without_reply(self, method):
-        self.connection.call(SERVICE, OBJECT, self.methods[method][0], method, None, None, 0, -1,
-                             None, None)
+        self.connection.call(SERVICE, OBJECT, METHODS[method][0], method, None, None, 0, -1, None,
+                             None)
 
     def check(self, *rows):
         """Makes the calls; each row ends with what is expected."""
@@ -196,4 +192,4 @@ class SetTest(unittest.TestCase):
 
 
 def main():
-    unittest.main(argv=sys.argv[1:2] + sys.argv[2:], verbosity=2)
+    unittest.main(argv=sys.argv[1:], verbosity=2)

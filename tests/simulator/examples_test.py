@@ -1,0 +1,77 @@
+"""The example programs on a simulated set, as a person runs them.
+
+usage: examples_test.py FA-SET-SIMULATOR [TEST...]    (EXAMPLES in the environment is their folder)
+"""
+import os
+import pathlib
+import re
+
+import simulator
+from simulator import HERE, text_of, without_times
+
+EXAMPLES = os.environ["EXAMPLES"]
+CONVERSATION = EXAMPLES + "/fa-conversation"
+SHOWN = text_of(HERE / "conversation.txt")
+LOG = "/FA_API: "
+
+
+def failed(number, reason=""):
+    """What the conversation shows that goes as far as the step."""
+    shown, step = re.match(rf"(?s)(.*?\b{number}\. ([^\n]*)\n)", SHOWN).groups()
+    return (f"{shown}{reason}FAILED at step {number}: {step}. The platform log on standard error "
+            "says why.\n")
+
+
+class Examples(simulator.SetTest):
+    def test_a_conversation_is_played_back_from_what_was_recorded_and_captured(self):
+        capture = self.spawn("capture", "captured")
+        self.assertIn("listening", capture.stderr.readline())
+        bus = os.environ["DBUS_SYSTEM_BUS_ADDRESS"]
+        self.run_program(0, SHOWN, LOG, f"run -q --bus {bus} --record recorded {CONVERSATION}")
+        capture.terminate()
+        self.assertEqual(capture.wait(), 0)
+        # The recording is the device, so the program finds files where the lines were.
+        pathlib.Path("line").write_bytes(b"\x02\x10\xff\x03")
+        lines = "FA_SET_UART=line FA_SET_RJP=line FA_SET_SS=line FA_SET_EP=line"
+        for recording in "recorded", "captured":
+            self.run_program(0, SHOWN, LOG, f"run -q --replay {recording} --record again "
+                                            f"env {lines} {CONVERSATION}")
+            self.assertEqual(without_times(text_of("again")), without_times(text_of(recording)))
+
+    def test_a_conversation_names_the_step_that_fails(self):
+        for number, reason, words in (
+                (9, "", "-f 'SendRS232Ack result 0'"),
+                (8, "   the other end received: nothing\n", "env FA_SET_RJP=/dev/null"),
+                (6, "   no serial line in FA_SET_UART: is this run by fa-set-simulator?\n"
+                 "   the other end received: nothing\n", "env -u FA_SET_UART"),
+                (2, "", "-f 'ExecuteCommandWithData error'"),
+                (1, "", "-f 'ExecuteCommand no-answer' --reply-timeout 300")):
+            self.run_program(1, failed(number, reason), LOG, f"run -q {words} {CONVERSATION}")
+
+    def test_what_gives_up_after_five_seconds(self):
+        stubborn = self.spawn("run", "-q", "--timeout", "0.2", "sh", "-c",
+                              "trap '' TERM; exec sleep 200")
+        # An announcement without data is none.
+        self.run_program(1, failed(15, "   the callback received: nothing\n"), LOG,
+                         f"run -q -f 'GetSsProtocolData empty' {CONVERSATION}")
+        self.assertEqual(stubborn.wait(30), 124)
+
+    def test_the_platform_log_of_a_command_goes_where_it_should(self):
+        for option, inherited in ("--log-priority E", "V"), ("", "E"):
+            self.run_program(1, failed(1), "",
+                             "run -q -f 'ExecuteCommand error' --log log "
+                             f"{option} env -C / {CONVERSATION}",
+                             env=os.environ | {"FA_PLATFORM_LOG_PRIORITY": inherited})
+            self.assertRegex(text_of("log"), r"\A(E/FA_API: .*\n)+\Z")
+
+    def test_command_lines(self):
+        for program in "fa-conversation", "fa-inspection-run", "fa-inspection-line", "fa-test-menu":
+            usage = f"usage: {program} [--help]"
+            self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} --help")
+            self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} -h")
+            self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} --wrong")
+        self.run_program(1, "Supply 5V", "fa-inspection-run: cannot write nowhere/report-simple.txt: "
+                         "No such file", f"run -q {EXAMPLES}/fa-inspection-run nowhere")
+
+
+simulator.main()
