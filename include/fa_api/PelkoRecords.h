@@ -20,7 +20,8 @@ struct PelkoInfoTime_s {
     unsigned char abReserved[2];  ///< not read
 };
 
-/// States of a run, for PelkoTestInfo_s::iRunState. Any other value leaves the result empty.
+/// States of a run, for PelkoTestInfo_s::iRunState. Any other value leaves the result empty. Since
+/// 1.1.
 enum PelkoRunState_e : int {
     RUN_STATE_COMPLETED = 3,  ///< "fail" where iFailCount is above 0, else "pass"
     RUN_STATE_TIMED_OUT = 4,  ///< "timeout"
@@ -28,6 +29,7 @@ enum PelkoRunState_e : int {
 };
 
 /// Factory network links, for PelkoTestInfo_s::iLinkType. Any other value leaves the link empty.
+/// Since 1.1.
 enum PelkoLinkType_e : int {
     LINK_TYPE_UART = 0,       ///< "uart", without link values
     LINK_TYPE_BLUETOOTH = 1,  ///< "bt" and the link values
@@ -59,7 +61,7 @@ enum PelkoValueType_e : int {
 };
 
 /// Results of an item, for PelkoItem_s::ulResult. 1 counts as RESULT_NONE, 3 as RESULT_PASS, and
-/// every value above 4 as RESULT_FAIL.
+/// every value above 4 as RESULT_FAIL. Since 1.1.
 enum PelkoResult_e : unsigned int {
     RESULT_NONE = 0,  ///< no result yet: the item's section ends after its name
     RESULT_PASS = 2,  ///< "pass"

@@ -1,4 +1,4 @@
-// A simulated television set for the tests of an application, in any C++ test framework.
+// A simulated television set for the tests of an application, in any C++ test framework. Since 1.1.
 //
 //     fa::SimulatedSet set({"--profile", "line3.ini"});
 //     set.AddRules(R"({"out": {"rjp": "02 10"}, "in": {"rjp": "06"}})");
