@@ -12,11 +12,40 @@
 #include "support/private_bus.h"
 #include "support/scripted_service.h"
 
+inline void HideBus()
+{
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+}
+
+// Lets the library make its connection.
+inline void Connect()
+{
+    automation_execute_command(1, 1);
+    TakeTrace();
+}
+
+// Notes what the function returns, and what it prints, which is nothing.
+template <typename Function>
+void Call(Function function)
+{
+    testing::internal::CaptureStdout();
+    const int result = function();
+    Note(testing::internal::GetCapturedStdout() + "= " + std::to_string(result));
+}
+
 // Returns when the library has received all that was sent to it before; nothing is handled yet.
 inline void AwaitLibrary()
 {
     g_autoptr(GDBusConnection) connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
     AwaitBus(connection);
+}
+
+// Lets the library handle all that was sent to it before.
+inline void Iterate()
+{
+    AwaitLibrary();
+    while (g_main_context_iteration(nullptr, FALSE)) {
+    }
 }
 
 class ClientTest : public testing::Test
@@ -33,36 +62,15 @@ protected:
         };
         g_log_set_default_handler(note, nullptr);
     }
-    ~ClientTest() override
-    {
-        g_log_set_default_handler(g_log_default_handler, nullptr);
-        WatchLog({});
-    }
+    ~ClientTest() override { WatchLog({}); }
 
-    static void HideBus() { setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1); }
     void ShowBus() const { setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1); }
 
-    static void Connect()
+    // Another process is the service now, and the library has been told.
+    void Restart()
     {
-        automation_execute_command(1, 1);
-        TakeTrace();
-    }
-
-    // Notes what the function returns, and what it prints, which is nothing.
-    template <typename Function>
-    static void Call(Function function)
-    {
-        testing::internal::CaptureStdout();
-        const int result = function();
-        Note(testing::internal::GetCapturedStdout() + "= " + std::to_string(result));
-    }
-
-    // Lets the library handle all that was sent to it before.
-    static void Iterate()
-    {
+        service.Join();
         AwaitLibrary();
-        while (g_main_context_iteration(nullptr, FALSE)) {
-        }
     }
 
     PrivateBus bus;

@@ -224,22 +224,23 @@ class CommandTest : public ClientTest, public testing::WithParamInterface<std::s
 TEST_P(CommandTest, IsLoggedSentJudgedAndRefusedAsItsRowSays)
 {
     const Row& row = kRows[GetParam()];
-    const auto expect = [&](const Use& use, const std::string& connection, const Reply* reply) {
+    const auto expect = [&](const Use& use, const Reply* reply) {
         const auto number = std::to_string(&use - row.uses.data() + 1);
         const testing::ScopedTrace where(__FILE__, row.line, row.function + ", use " + number);
+        const bool connected = library.proxy != nullptr;
         Call(use.call);
-        EXPECT_TRACE(Happens(row, use, connection == "first" ? Connected() : connection, reply));
+        const std::string connection = connected ? "" : reply != nullptr ? Connected() : kNoBus;
+        EXPECT_TRACE(Happens(row, use, connection, reply));
     };
     HideBus();
     for (const Use& use : row.uses) {
-        expect(use, kNoBus, nullptr);
+        expect(use, nullptr);
     }
     ShowBus();
-    std::string connection = "first";
     for (const Use& use : row.uses) {
         for (const Reply& reply : kReplies) {
             service.Answer(row.method, reply.body);
-            expect(use, std::exchange(connection, ""), &reply);
+            expect(use, &reply);
         }
     }
 }
@@ -251,6 +252,7 @@ TEST_F(ClientTest, TheLongestPacketIsSent)
 {
     Connect();
     // The service takes its time to write so much down.
+    EXPECT_EQ(g_dbus_proxy_get_default_timeout(G_DBUS_PROXY(library.proxy.load())), -1);
     g_dbus_proxy_set_default_timeout(G_DBUS_PROXY(library.proxy.load()), G_MAXINT);
     const Bytes longest(8000000, 0x7F);
     std::string sent = "service: SendRjpData (8000000, [uint32 127";
@@ -278,47 +280,48 @@ constexpr char kLocalSets[] =
     "CUBA_DTV - BRA_DTV CHILE_DTV PERU_DTV ARG_DTV URU_DTV PAR_DTV SA_ATV SELA - SA_BOLIVIA "
     "ECUADOR PANAMA - EA_PHI2 - - - - - - - - - - - - JAPAN EU_TOTAL";
 
-class LocalSetTest : public ClientTest
+using LocalSetTest = ClientTest;
+
+// Switches where the platform's numbers are these, fast boot first, and expects what follows.
+void Expect(unsigned int option, const std::deque<Answer<int>>& numbers, const std::string& happens,
+            int line = __builtin_LINE())
 {
-protected:
-    // Switches where the platform's numbers are these, fast boot first, and expects what follows.
-    static void Expect(unsigned int option, const std::deque<Answer<int>>& numbers,
-                       const std::string& happens, int line = __builtin_LINE())
-    {
-        const testing::ScopedTrace where(__FILE__, line, "here");
-        platform.ints = numbers;
-        Call([=] { return automation_execute_command_with_projector(806, option); });
-        EXPECT_TRACE("platform: system_info_get_value_int(869, 0)\n" + happens);
-    }
+    const testing::ScopedTrace where(__FILE__, line, "here");
+    platform.ints = numbers;
+    Call([=] { return automation_execute_command_with_projector(806, option); });
+    EXPECT_TRACE("platform: system_info_get_value_int(869, 0)\n" + happens);
+}
 
-    static std::string Says(const std::string& message)
-    {
-        return Logged("commands", "automation_execute_command_with_projector", message);
-    }
+std::string Says(const std::string& message)
+{
+    return Logged("commands", "automation_execute_command_with_projector", message);
+}
 
-    static std::string Fails(const std::string& why) { return Says("E " + why) + "= -1\n"; }
+std::string Fails(const std::string& why)
+{
+    return Says("E " + why) + "= -1\n";
+}
 
-    // The command that sends the name, whose result does not count, and what each reading finds in
-    // the number's place before.
-    static std::string Sent(const std::string& name, const std::vector<int>& readings,
-                            const std::string& connection = "", const Reply* answer = &kReplies[0])
-    {
-        const Use use = SendsWithData(82, 1, Bytes(name.begin(), name.end()));
-        std::string trace = Happens(kRows[std::size(kRows) - 1], use, connection, answer);
-        trace.erase(trace.rfind("= "));
-        for (const int number : readings) {
-            trace += Format("platform: system_info_get_value_int(284, %d)\n", number);
-            trace += "pause of 200 ms\n";
-        }
-        return Says(Format("I local set[%s], length[%zu]", name.c_str(), name.size())) + trace;
+// The command that sends the name, whose result does not count, and what each reading finds in
+// the number's place before.
+std::string Sent(const std::string& name, const std::vector<int>& readings,
+                 const std::string& connection = "", const Reply* answer = &kReplies[0])
+{
+    const Use use = SendsWithData(82, 1, Bytes(name.begin(), name.end()));
+    std::string trace = Happens(kRows[std::size(kRows) - 1], use, connection, answer);
+    trace.erase(trace.rfind("= "));
+    for (const int number : readings) {
+        trace += Format("platform: system_info_get_value_int(284, %d)\n", number);
+        trace += "pause of 200 ms\n";
     }
+    return Says(Format("I local set[%s], length[%zu]", name.c_str(), name.size())) + trace;
+}
 
-    // The last reading finds the local set.
-    static std::string Reached(const std::string& trace)
-    {
-        return trace.substr(0, trace.rfind("pause")) + "= 0\n";
-    }
-};
+// The last reading finds the local set.
+std::string Reached(const std::string& trace)
+{
+    return trace.substr(0, trace.rfind("pause")) + "= 0\n";
+}
 
 TEST_F(LocalSetTest, IsSentByItsName)
 {

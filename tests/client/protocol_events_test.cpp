@@ -1,7 +1,9 @@
-// Data that arrives on the serial protocols: registered for, announced, fetched, handed over. Every
-// test runs for each of the three, whose names are rows; what happens in it is told in
-// protocol_events.txt, under the test's name.
+// Data that arrives on the serial protocols: registered for, announced, fetched, handed over. What
+// is done and what happens then is told by the stories of protocol_events.txt, each of which goes
+// for each of the three protocols, whose names are rows.
+#include <fstream>
 #include <map>
+#include <set>
 
 #include "client/client_test.h"
 
@@ -27,7 +29,7 @@ const Protocol kProtocols[] = {
 };
 
 const ProtocolData_s* received = nullptr;  // what a callback was given last
-const Protocol* ended = nullptr;           // what C ends
+int (*unregister)() = nullptr;             // what C calls
 
 // Notes the whole record, but for the zeros at its end.
 void NoteRecord(const char* receiver, const ProtocolData_s* record)
@@ -49,202 +51,174 @@ const ProtocolCallback_fp B = [](ProtocolData_s* data) { NoteRecord("B", data); 
 // Ends its own registration and goes on working with the library.
 const ProtocolCallback_fp C = [](ProtocolData_s* data) {
     NoteRecord("C", data);
-    ended->unregisterCallback();
+    unregister();
     automation_execute_command(data->iSize, data->p_data[0]);
 };
 
-class ProtocolTest : public ClientTest, public testing::WithParamInterface<int>
+const std::map<std::string, ProtocolCallback_fp> kCallbacks = {
+    {"A", A}, {"B", B}, {"C", C}, {"null", nullptr}};
+
+// The low 32 bits of an address, as log lines show it.
+template <typename Pointer>
+std::string Low(Pointer pointer)
+{
+    return Format("%x", static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pointer)));
+}
+
+class StoryTest : public ClientTest,
+                  public testing::WithParamInterface<std::tuple<std::string, int>>
 {
 protected:
-    void Register(ProtocolCallback_fp callback)
+    StoryTest() { unregister = p.unregisterCallback; }
+
+    // Does what a line of a story says, "register A".
+    void Do(const std::string& line)
     {
-        Note("-- register");
-        Call([&] { return p.registerCallback(callback); });
-        Note(Format("registered: %x", Low(*p.global)));
+        std::istringstream words(line);
+        std::string verb, object;
+        std::getline(words >> verb >> std::ws, object);
+        const std::map<std::string, std::function<void()>> verbs = {
+            {"register", [&] { Call([&] { return p.registerCallback(kCallbacks.at(object)); }); }},
+            {"unregister", [&] { Call(p.unregisterCallback); }},
+            {"signal", [&] { service.Emit(p.low + "_handler"); }},
+            // The service announces data, and answers so when it is fetched.
+            {"announce",
+             [&] {
+                 service.Answer("Get" + p.capital + "ProtocolData", object);
+                 service.Emit(p.low + "_handler");
+                 Iterate();
+             }},
+            {"handle", p.handle},
+            {"record", [] { NoteRecord("the record", received); }},
+            {"hide-bus", HideBus},
+            {"show-bus", [&] { ShowBus(); }},
+            // From now on a thread unregisters at the worst moment: after the test for null, before
+            // the call.
+            {"race",
+             [&] {
+                 WatchLog([&](const std::string& logged) {
+                     Note(logged);
+                     *p.global = logged.find("not NULL") != std::string::npos ? nullptr : *p.global;
+                 });
+             }},
+        };
+        verbs.at(verb)();
+        if (verb == "register" || verb == "unregister") {
+            Note("registered: " + Low(*p.global));
+        }
     }
 
-    void Unregister()
+    // With the words in braces filled in.
+    std::string Filled(std::string text) const
     {
-        Note("-- unregister");
-        Call(p.unregisterCallback);
-        Note(Format("registered: %x", Low(*p.global)));
-    }
-
-    // The service announces data, and answers so when it is fetched.
-    void Announce(const std::string& answer)
-    {
-        Note("-- announce " + answer);
-        service.Answer("Get" + p.capital + "ProtocolData", answer);
-        service.Emit(p.low + "_handler");
-        Iterate();
-    }
-
-    // Expects the test's story, its words in braces filled in.
-    void ExpectStory(std::map<std::string, std::string> words = {})
-    {
-        words.insert({{"A", Format("%x", Low(A))},
-                      {"B", Format("%x", Low(B))},
-                      {"C", Format("%x", Low(C))},
-                      {"ss", p.low},
-                      {"SS", p.upper},
-                      {"Ss", p.capital},
-                      {"source", p.source},
-                      {"automation_", p.prefix},
-                      {"connected", Connected()},
-                      {"handler", "protocol_events _autoamtion_signal_handler_{ss}"},
-                      {"no bus", kNoBus},
-                      {"proxy", Format("%x", Low(library.proxy.load()))},
-                      {"proxy's address", Format("%p", static_cast<void*>(library.proxy))}});
+        std::map<std::string, std::string> words = {
+            {"A", Low(A)},
+            {"B", Low(B)},
+            {"C", Low(C)},
+            {"ss", p.low},
+            {"SS", p.upper},
+            {"Ss", p.capital},
+            {"source", p.source},
+            {"automation_", p.prefix},
+            {"connected", Connected()},
+            {"handler", "protocol_events _autoamtion_signal_handler_{ss}"},
+            {"fetch", "I {handler}: Signal Rx {ss}_handler\nservice: Get{Ss}ProtocolData ()"},
+            {"no bus", kNoBus},
+            {"proxy", Low(library.proxy.load())},
+            {"proxy's address", Format("%p", static_cast<void*>(library.proxy))},
+            {"256 numbers", "300"}};
+        for (int i = 0; i < 256; ++i) {
+            const int byte = i ^ 0x5A;  // the last is not zero
+            words["256 numbers"] += Format(", %d", byte);
+            words["256 lines"] += Format("D {handler}: {ss}Data.p_data[0X%02X]\n", byte);
+            words["256 bytes"] += Format(" %02x", byte);
+        }
         for (std::size_t i = 0; i < library.connections.size(); ++i) {
             words[Format("id %zu", i + 1)] = Format("%lu", library.connections[i]);
             words[Format("id %zu in hex", i + 1)] = Format("%lx", library.connections[i]);
         }
-        const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-        std::string story =
-            Section(TEST_STORIES "protocol_events.txt", name.substr(0, name.find('/')));
-        for (std::size_t open = 0; (open = story.find('{', open)) != std::string::npos;) {
-            const std::size_t close = story.find('}', open);
-            const std::string& value = words.at(story.substr(open + 1, close - open - 1));
-            story.replace(open, close + 1 - open, value, 0, value.find_last_not_of('\n') + 1);
+        for (std::size_t open = 0; (open = text.find('{', open)) != std::string::npos;) {
+            const std::size_t close = text.find('}', open);
+            const std::string& value = words.at(text.substr(open + 1, close - open - 1));
+            text.replace(open, close + 1 - open, value, 0, value.find_last_not_of('\n') + 1);
         }
-        EXPECT_TRACE(story);
+        return text;
     }
 
-    const Protocol& p = kProtocols[GetParam()];
-    const Protocol& other = kProtocols[GetParam() == 0 ? 1 : 0];
+    const Protocol& p = kProtocols[std::get<1>(GetParam())];
 };
 
-TEST_P(ProtocolTest, DataReachesTheCallbackInTheProtocolsRecord)
+TEST_P(StoryTest, GoesAsItIsTold)
 {
-    Register(A);
-    Announce("(@au [3, 16, 32, 48], (1,))");
-    Announce("(@au [5, 511], (-1,))");
-    Announce("(@au [4294967295], (1,))");
-    ExpectStory();
+    const std::string story = Section(TEST_STORIES "protocol_events.txt", std::get<0>(GetParam()));
+    std::string happened;
+    for (const std::string& line : Split(story)) {
+        if (line.rfind("-- ", 0) == 0) {
+            const std::string action = Filled(line);
+            const bool given = action.rfind("-- given ", 0) == 0;
+            Do(action.substr(given ? 9 : 3));
+            const std::string trace = TakeTrace();
+            happened += action + "\n" + (given ? "" : trace);
+        }
+    }
+    EXPECT_TRUE(Same(Filled(story), happened));
 }
 
-TEST_P(ProtocolTest, ARecordIsFilledToItsEndAndNoFurther)
+std::vector<std::string> Titles()
 {
-    std::string data = "300";
-    std::map<std::string, std::string> words;
-    for (int i = 0; i < 256; ++i) {
-        const int byte = i ^ 0x5A;  // the last is not zero
-        data += Format(", %d", byte);
-        words["256 lines"] += Format("D {handler}: {ss}Data.p_data[0X%02X]\n", byte);
-        words["256 bytes"] += Format(" %02x", byte);
+    std::vector<std::string> titles;
+    std::ifstream stories(TEST_STORIES "protocol_events.txt");
+    for (std::string line; std::getline(stories, line);) {
+        if (line.rfind("== ", 0) == 0) {
+            titles.push_back(line.substr(3));
+        }
     }
-    words["256 numbers"] = data;
-    Register(A);
-    TakeTrace();
-    Announce("(@au [" + data + "], (1,))");
-    Announce("(@au [" + data + ", 1, 2], (1,))");
-    Announce("(@au [], (1,))");
-    ExpectStory(words);
+    return titles;
 }
 
-TEST_P(ProtocolTest, WhatIsNotDeliveredLeavesCallbackAndRecordAlone)
-{
-    Register(A);
-    Announce("(@au [2, 7, 8], (1,))");
-    TakeTrace();
-    for (const char* answer :
-         {"(@au [9, 9], (0,))", "!not today", "((1,),)", "(@au [2], (1,))", "exit"}) {
-        Announce(answer);
-    }
-    ExpectStory();
-}
+INSTANTIATE_TEST_SUITE_P(Client, StoryTest,
+                         testing::Combine(testing::ValuesIn(Titles()), testing::Range(0, 3)),
+                         [](const auto& story) {
+                             return std::get<0>(story.param) + "_" +
+                                    kProtocols[std::get<1>(story.param)].upper;
+                         });
 
-TEST_P(ProtocolTest, OnlyTheServiceAndOnlyThisProtocolIsHeard)
+TEST_F(ClientTest, OnlyTheServiceAndOnlyTheProtocolIsHeard)
 {
-    Register(A);
-    TakeTrace();
-    for (const Protocol& each : kProtocols) {
-        each.low != p.low ? service.Emit(each.low + "_handler") : void();
-    }
     g_autoptr(GDBusConnection) own = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-    g_autoptr(GDBusConnection) impostor = bus.Connect();
-    g_dbus_connection_emit_signal(impostor, g_dbus_connection_get_unique_name(own), "/KVFacAutoObj",
-                                  "org.kavra.tv.automationservice", (p.low + "_handler").c_str(),
-                                  g_variant_new("(s)", "a lie"), nullptr);
-    AwaitBus(impostor);
-    Iterate();
-    EXPECT_TRACE("");
+    ScriptedService impostor(bus);
+    for (const Protocol& p : kProtocols) {
+        p.registerCallback(A);
+        TakeTrace();
+        for (const Protocol& other : kProtocols) {
+            other.low != p.low ? service.Emit(other.low + "_handler") : void();
+        }
+        impostor.Emit(p.low + "_handler", g_dbus_connection_get_unique_name(own));
+        Iterate();
+        EXPECT_TRACE("");
+        p.unregisterCallback();
+    }
 }
 
-TEST_P(ProtocolTest, ANullCallbackChangesNothing)
+TEST_F(ClientTest, ProtocolsAreRegisteredAndUnregisteredApart)
 {
-    Register(nullptr);
-    Register(A);
-    Register(nullptr);
-    Announce("(@au [0], (1,))");
-    ExpectStory();
+    std::vector<const ProtocolData_s*> records;
+    for (const Protocol& p : kProtocols) {
+        p.registerCallback(A);
+        service.Answer("Get" + p.capital + "ProtocolData",
+                       Format("(@au [%zu, %zu], (1,))", records.size(), records.size() + 1));
+        service.Emit(p.low + "_handler");
+        Iterate();
+        records.push_back(received);
+    }
+    for (std::size_t i = 0; i < std::size(kProtocols); ++i) {
+        EXPECT_EQ(records[i]->iSize, int(i));
+        EXPECT_EQ(records[i]->p_data[0], i + 1);
+        kProtocols[i].unregisterCallback();
+        for (std::size_t k = 0; k < std::size(kProtocols); ++k) {
+            EXPECT_EQ(*kProtocols[k].global, k > i ? A : nullptr);
+        }
+    }
 }
-
-TEST_P(ProtocolTest, WithoutABusNothingIsRegisteredAndUnregisteringSucceeds)
-{
-    HideBus();
-    Register(A);
-    Unregister();
-    p.handle();
-    ShowBus();
-    Unregister();
-    Register(A);
-    ExpectStory();
-}
-
-TEST_P(ProtocolTest, RegisteredTwiceIsHandledTwiceUntilOneIsTakenBack)
-{
-    Register(A);
-    Register(B);
-    TakeTrace();
-    Announce("(@au [1, 1], (1,))");
-    Unregister();
-    Announce("(@au [2, 2], (1,))");
-    Unregister();
-    NoteRecord("the record", received);
-    ExpectStory();
-}
-
-TEST_P(ProtocolTest, ProtocolsAreRegisteredAndUnregisteredApart)
-{
-    p.registerCallback(A);
-    other.registerCallback(B);
-    Announce("(@au [1, 1], (1,))");
-    const ProtocolData_s* const record = received;
-    service.Answer("Get" + other.capital + "ProtocolData", "(@au [0], (1,))");
-    service.Emit(other.low + "_handler");
-    Iterate();
-    EXPECT_NE(received, record);
-    EXPECT_EQ(received->iSize + received->p_data[0], 0);
-    p.unregisterCallback();
-    EXPECT_EQ(*other.global, B);
-}
-
-// A thread that unregisters at the worst moment: after the test for null, before the call.
-TEST_P(ProtocolTest, TheCallbackIsReadOnceForEachSignal)
-{
-    Register(A);
-    TakeTrace();
-    WatchLog([&](const std::string& line) {
-        Note(line);
-        *p.global = line.find("is not NULL") != std::string::npos ? nullptr : *p.global;
-    });
-    Announce("(@au [1, 1], (1,))");
-    Announce("(@au [0], (1,))");
-    ExpectStory();
-}
-
-TEST_P(ProtocolTest, ACallbackMayUnregisterItselfAndCallTheLibrary)
-{
-    ended = &p;
-    Register(C);
-    TakeTrace();
-    service.Emit(p.low + "_handler");
-    Announce("(@au [5, 6], (1,))");
-    ExpectStory();
-}
-
-INSTANTIATE_TEST_SUITE_P(Client, ProtocolTest, testing::Range(0, 3),
-                         [](const auto& index) { return kProtocols[index.param].upper; });
 
 }  // namespace

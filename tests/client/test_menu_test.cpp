@@ -16,6 +16,9 @@ namespace
 
 bool releaseImage = false;
 
+// In the file, ^D stands for the end of input, ^@ for a zero byte.
+constexpr char kSessions[] = TEST_STORIES "dialogues.txt";
+
 // Expects a dialogue to go as written, with the commands that it sends as lines of their own.
 void ExpectSession(Input input, const std::function<int()>& dialogue, std::string script)
 {
@@ -32,12 +35,6 @@ void ExpectSession(Input input, const std::function<int()>& dialogue, std::strin
     EXPECT_EQ(Play(input, program, script), 0);
 }
 
-// A session of the file; ^D stands for the end of input, ^@ for a zero byte.
-std::string Session(const std::string& title)
-{
-    return Section(TEST_STORIES "dialogues.txt", title);
-}
-
 }  // namespace
 
 // The library looks for the mark of a release image through this function.
@@ -47,31 +44,33 @@ FILE* fopen(const char* path, const char* mode)
     return open(releaseImage && path == "/etc/release"s ? "/dev/null" : path, mode);
 }
 
-TEST(TestMenu, EntriesAreSentUntil99)
+TEST(TestMenu, DialoguesGoAsWritten)
 {
-    for (const auto input : {kTerminal, kUnbufferedTerminal, kStream}) {
-        ExpectSession(input, input_packet_data, Session("codes"));
-        ExpectSession(input, input_multiple_packet_data, Session("codes and data"));
+    const std::vector<Input> terminals{kTerminal, kUnbufferedTerminal};
+    const std::vector<Input> all{kTerminal, kUnbufferedTerminal, kStream};
+    const auto codesTwice = [] { return input_packet_data() + input_packet_data(); };
+    const auto dataTwice = [] {
+        return input_multiple_packet_data() + input_multiple_packet_data();
+    };
+    const std::tuple<std::string, std::vector<Input>, std::function<int()>> sessions[] = {
+        {"codes", all, input_packet_data},
+        {"codes and data", all, input_multiple_packet_data},
+        // What is typed ahead at a terminal is a slip of the keyboard, in a script the next
+        // entries.
+        {"typed ahead at a terminal", terminals, input_packet_data},
+        {"a script of codes", {kStream}, input_packet_data},
+        {"the end of codes, twice", {kTerminal}, codesTwice},
+        {"the end of data, then of codes", {kTerminal}, dataTwice},
+        {"a script that ends in a code", {kStream}, input_packet_data},
+        {"a script that ends in the data", {kStream}, input_multiple_packet_data},
+        {"a line of 101 characters", {kStream}, input_multiple_packet_data},
+    };
+    for (const auto& [title, inputs, dialogue] : sessions) {
+        for (const Input input : inputs) {
+            SCOPED_TRACE(title + Format(", input %d", input));
+            ExpectSession(input, dialogue, Section(kSessions, title));
+        }
     }
-}
-
-// At a terminal it is a slip of the keyboard, in a script the next entries.
-TEST(TestMenu, WhatIsTypedAheadIsThrownAwayAtATerminalOnly)
-{
-    for (const auto input : {kTerminal, kUnbufferedTerminal}) {
-        ExpectSession(input, input_packet_data, Session("typed ahead at a terminal"));
-    }
-    ExpectSession(kStream, input_packet_data, Session("a script of codes"));
-}
-
-TEST(TestMenu, EndOfInputLeavesTheDialogueThatReadsIt)
-{
-    const auto codes = [] { return input_packet_data() + input_packet_data(); };
-    const auto data = [] { return input_multiple_packet_data() + input_multiple_packet_data(); };
-    ExpectSession(kTerminal, codes, Session("the end of codes, twice"));
-    ExpectSession(kTerminal, data, Session("the end of data, then of codes"));
-    ExpectSession(kStream, input_packet_data, Session("a script that ends in a code"));
-    ExpectSession(kStream, input_multiple_packet_data, Session("a script that ends in the data"));
 }
 
 TEST(TestMenu, SurplusOfALongLineIsDropped)
@@ -92,7 +91,6 @@ TEST(TestMenu, SurplusOfALongLineIsDropped)
                       converted + echoed + "whole data : " + std::string(31, 'A') +
                       "\nData0[1] Data1[2], length[31]\n" + sent + "ExecuteCommandWithData -1\n" +
                       opCode);
-    ExpectSession(kStream, input_multiple_packet_data, Session("a line of 101 characters"));
 }
 
 TEST(TestMenu, TokensFollowTheirRules)
@@ -138,7 +136,7 @@ TEST(TestMenu, ReleaseImageRefusesThePacketDialogues)
     releaseImage = true;
     ExpectSession(kStream, input_packet_data, "Release image is NOT SUPPORT! \n");
     ExpectSession(kStream, input_multiple_packet_data, "Release image is NOT SUPPORT! \n");
-    const auto menu = Session("the menu of the IR blaster");
+    const auto menu = Section(kSessions, "the menu of the IR blaster");
     const auto blaster = [] { return input_ir_blaster() - 99; };
     ExpectSession(kTerminal, blaster, menu + "{153\n}" + menu + "{99\n}");
 }

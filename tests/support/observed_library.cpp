@@ -40,18 +40,6 @@ AutomationProxy* automation_proxy_proxy_new_for_bus_sync(GBusType type, GDBusPro
     return proxy;
 }
 
-GVariant* g_dbus_proxy_call_sync(GDBusProxy* proxy, const gchar* method, GVariant* parameters,
-                                 GDBusCallFlags flags, gint timeout, GCancellable* cancellable,
-                                 GError** error)
-{
-    const gint limit = timeout != -1 ? timeout : g_dbus_proxy_get_default_timeout(proxy);
-    if (static_cast<void*>(proxy) != library.proxy || flags != 0 || limit != -1) {
-        Note(Format("past the shared proxy, flags %d, timeout %d: %s", flags, limit, method));
-    }
-    return REAL(g_dbus_proxy_call_sync)(proxy, method, parameters, flags, timeout, cancellable,
-                                        error);
-}
-
 gulong g_signal_connect_data(gpointer object, const gchar* signal, GCallback handler, gpointer data,
                              GClosureNotify notify, GConnectFlags flags)
 {

@@ -1,6 +1,6 @@
 // What the library does through GLib, seen from underneath: functions of the same names in the test
-// program take the place of the binding's and of GLib's, note what they are asked for, and call the
-// real ones. A call through the shared proxy is no news; one past it is noted.
+// program take the place of the binding's and of GLib's, and call the real ones. Each proxy that is
+// made is noted, so that a call through the shared one is no news and one past it is.
 #pragma once
 
 #include <fa_api/automation_api_binding.h>
@@ -23,10 +23,3 @@ extern ObservedLibrary library;
 // The trace of a call that connects, and of one that cannot.
 std::string Connected();
 extern const std::string kNoBus;
-
-// The low 32 bits of an address, as log lines show it.
-template <typename Pointer>
-unsigned int Low(Pointer pointer)
-{
-    return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pointer));
-}

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
-#include <sstream>
+#include <regex>
 #include <tuple>
 #include <utility>
 
@@ -18,13 +18,11 @@ static std::function<void(const std::string&)> watch;
 bool SourceHolds(const std::string& source, int number, const std::string& text)
 {
     for (const auto& file : std::filesystem::recursive_directory_iterator(FA_SOURCES)) {
-        if (file.path().stem() == source) {
-            std::ifstream code(file.path());
-            std::string line;
-            for (int i = 1; std::getline(code, line); ++i) {
-                if (std::abs(i - number) <= 3 && line.find(text) != std::string::npos) {
-                    return true;
-                }
+        std::ifstream code(file.path());
+        std::string line;
+        for (int i = 1; file.path().stem() == source && std::getline(code, line); ++i) {
+            if (std::abs(i - number) <= 3 && line.find(text) != std::string::npos) {
+                return true;
             }
         }
     }
@@ -33,17 +31,13 @@ bool SourceHolds(const std::string& source, int number, const std::string& text)
 
 static std::string Describe(const std::string& text)
 {
-    char source[32];
-    char function[64];
-    int priority = 0;
-    int number = 0;
-    int message = 0;
-    std::sscanf(text.c_str(), "2/%d/FA_API/%31[^:]: %63[^(](%d) > %n", &priority, source, function,
-                &number, &message);
-    const bool good = message > 0 && priority >= 3 && priority <= 6 && text.back() == '\n' &&
-                      SourceHolds(source, number, "FA_LOG");
-    return good ? Format("%c %s %s: ", "DIWE"[priority - 3], source, function) +
-                      text.substr(std::size_t(message), text.size() - std::size_t(message) - 1)
+    static const std::regex form("2/([346])/FA_API/([^:]+): ([^(]+)\\((\\d+)\\) > ");
+    std::smatch part;
+    const bool good = std::regex_search(text, part, form, std::regex_constants::match_continuous) &&
+                      text.back() == '\n' && SourceHolds(part[2], std::stoi(part[4]), "FA_LOG");
+    const auto begin = std::size_t(part.length());
+    return good ? "DI?E"[std::stoi(part[1]) - 3] + part.format(" $2 $3: ") +
+                      text.substr(begin, text.size() - begin - 1)
                 : "BAD " + text;
 }
 
@@ -75,10 +69,6 @@ void WatchLog(std::function<void(const std::string&)> watcher)
 std::string Logged(const std::string& source, const std::string& function,
                    const std::string& messages)
 {
-    std::string lines;
-    std::istringstream stream(messages);
-    for (std::string message; std::getline(stream, message);) {
-        lines += message.substr(0, 2) + source + " " + function + ": " + message.substr(2) + "\n";
-    }
-    return lines;
+    static const std::regex line("(.) ([^\n]*)\n?");
+    return std::regex_replace(messages, line, "$1 " + source + " " + function + ": $2\n");
 }

@@ -21,15 +21,10 @@ ScriptedPlatform platform;
 namespace
 {
 
-const Answer<std::string>& AnswerOf(const std::string& query)
-{
-    return platform.answers[query];
-}
-
 template <typename Number>
 int Give(const std::string& query, Number* number)
 {
-    const Answer<std::string>& answer = AnswerOf(query);
+    const Answer<std::string>& answer = platform.answers[query];
     *number =
         answer.written ? static_cast<Number>(std::stoll(*answer.written, nullptr, 0)) : *number;
     return answer.result;
@@ -41,8 +36,9 @@ int Fill(const std::string& query, char* buffer, std::size_t size)
     if (std::count(buffer, buffer + size, '\0') != std::ptrdiff_t(size)) {
         Note("the buffer is not clear");
     }
-    AnswerOf(query).written.value_or("").copy(buffer, size);
-    return AnswerOf(query).result;
+    const Answer<std::string>& answer = platform.answers[query];
+    answer.written.value_or("").copy(buffer, size);
+    return answer.result;
 }
 
 class ScriptedPanel : public IDisplayPanel
@@ -60,21 +56,17 @@ public:
 int system_info_get_value_int(int key, int* value)
 {
     Note(Format("platform: system_info_get_value_int(%d, %d)", key, *value));
-    Answer<int> answer;
-    if (!platform.ints.empty()) {
-        answer = platform.ints.front();
-        platform.ints.pop_front();
-    }
-    if (answer.written) {
-        *value = *answer.written;
-    }
+    platform.ints.emplace_back();  // a query too many fails
+    const Answer<int> answer = platform.ints.front();
+    platform.ints.pop_front();
+    *value = answer.written.value_or(*value);
     return answer.result;
 }
 
 int system_info_get_value_string(int key, char** value)
 {
     Note(Format("platform: system_info_get_value_string(%d, %s)", key, *value ? "a text" : "null"));
-    const Answer<std::string>& answer = AnswerOf(std::to_string(key));
+    const Answer<std::string>& answer = platform.answers[std::to_string(key)];
     *value = answer.written ? strdup(answer.written->c_str()) : *value;
     return answer.result;
 }
@@ -95,7 +87,7 @@ IDisplayPanel* IDisplayPanel::getInstance()
 {
     Note("platform: IDisplayPanel::getInstance");
     static ScriptedPanel panel;
-    return AnswerOf("panel").result == 0 ? &panel : nullptr;
+    return platform.answers["panel"].result == 0 ? &panel : nullptr;
 }
 
 int ve_start_local_dimming_test(unsigned char selector, unsigned int* value)
@@ -125,10 +117,7 @@ int menu_print(int channel, const char* format, ...)
 {
     va_list values;
     va_start(values, format);
-    if (channel != 1) {
-        std::printf("channel %d: ", channel);
-    }
-    const int printed = std::vprintf(format, values);
+    const int printed = std::vprintf(format, values) + std::printf("%s", channel == 1 ? "" : "?");
     va_end(values);
     std::fflush(stdout);
     return printed;
@@ -138,7 +127,7 @@ int menu_print(int channel, const char* format, ...)
 ssize_t readlink(const char* path, char* buffer, size_t size)
 {
     Note(Format("platform: readlink(%s, %zu)", path, size));
-    const Answer<std::string>& link = AnswerOf("link");
+    const Answer<std::string>& link = platform.answers["link"];
     return link.written ? static_cast<ssize_t>(link.written->copy(buffer, size)) : -1;
 }
 

@@ -14,7 +14,7 @@ struct Answer {
 };
 
 struct ScriptedPlatform {
-    std::deque<Answer<int>> ints;  // one for each query
+    std::deque<Answer<int>> ints;  // one for each query of a number
     // By what is asked: a string's key, "bluetooth", "chip", "panel", "tcon", a local-dimming
     // selector, "option", and "link", which is the target of every symbolic link. Numbers stand
     // here as texts, and a text that fills its buffer is not terminated there.
