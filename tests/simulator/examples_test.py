@@ -1,7 +1,4 @@
-"""The example programs on a simulated set, as a person runs them.
-
-usage: examples_test.py FA-SET-SIMULATOR [TEST...]    (EXAMPLES in the environment is their folder)
-"""
+"""The example programs, from the folder EXAMPLES, on a simulated set as a person runs them."""
 import os
 import pathlib
 import re
@@ -70,8 +67,8 @@ class Examples(simulator.SetTest):
             self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} --help")
             self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} -h")
             self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} --wrong")
-        self.run_program(1, "Supply 5V", "fa-inspection-run: cannot write nowhere/report-simple.txt: "
-                         "No such file", f"run -q {EXAMPLES}/fa-inspection-run nowhere")
+        self.run_program(1, "Supply 5V", "cannot write nowhere/report-simple.txt: No such file",
+                         f"run -q {EXAMPLES}/fa-inspection-run nowhere")
 
 
 simulator.main()

@@ -1,8 +1,4 @@
-"""The serial lines of the simulated set, and the packets that come in on them.
-
-usage: lines_test.py FA-SET-SIMULATOR [TEST...]
-"""
-import array
+"""The serial lines of the simulated set, and the packets that come in on them."""
 import fcntl
 import os
 import pathlib
@@ -102,28 +98,27 @@ class Lines(simulator.SetTest):
         """Who is away for a while is not sent after packets that are not there."""
         self.start("--quiet")
         self.check(("ChangePacketLengthSerialSource", 250, 1))
-        ss, data, done, vain = self.open("ss"), pattern(100_000), [0, 0], []
+        data, written, fetched, vain = pattern(100_000), 0, 0, 0
+        ss = self.open("ss")
         os.set_blocking(ss, False)
-
-        def write_more(patience):
-            while done[0] < len(data) and select.select([], [ss], [], patience)[1]:
-                done[0] += os.write(ss, data[done[0]:])
-
-        def fetch_more():
-            write_more(0)
+        while written < len(data) and select.select([], [ss], [], 0.5)[1]:
+            written += os.write(ss, data[written:])
+        self.assertLess(written, len(data) // 2)
+        heard = self.take_announcements()
+        wait(lambda: self.announcements)  # the oldest packet, once more
+        self.announcements += heard
+        while fetched < len(data):
+            wait(lambda: self.announcements)
             for _ in self.take_announcements():
-                fetched = self.call("GetSsProtocolData")
-                if fetched == NOTHING:
-                    vain.append(done[1])
+                found = self.call("GetSsProtocolData")
+                if found == NOTHING:
+                    vain += 1
                 else:
-                    self.assertEqual(fetched, packet(data[done[1]:done[1] + 250]))
-                    done[1] += 250
-            return done[1] >= len(data)
-        write_more(0.5)
-        self.assertLess(done[0], len(data) // 2)
-        time.sleep(1)
-        wait(fetch_more)
-        self.assertLess(len(vain), 100)  # of 400 packets: a busy machine is slow to fetch
+                    self.assertEqual(found, packet(data[fetched:fetched + 250]))
+                    fetched += 250
+            if select.select([], [ss], [], 0)[1]:
+                written += os.write(ss, data[written:])
+        self.assertLess(vain, 100)  # of 400 packets: a busy machine is slow to fetch
         os.close(ss)
 
     def test_unread_bytes_wait_up_to_a_megabyte(self):
@@ -136,6 +131,11 @@ class Lines(simulator.SetTest):
         self.assertTrue(1_000_000 < len(accepted) < 1_500_000, len(accepted))
         self.assertTrue(self.read("rjp", len(accepted)) == accepted)
         self.check(("SendRjpData", 1, [1], 1))
+        # A set that loses its bus ends, whatever waits.
+        self.bus.kill()
+        self.assertEqual(self.set.wait(30), 1)
+        self.assertRegex(text_of("err"), "^fa-set-simulator: the bus is gone.*\n$")
+        self.set = None
 
     def test_the_uart_has_a_speed_and_can_be_closed(self):
         self.start()
@@ -160,38 +160,22 @@ class Lines(simulator.SetTest):
         self.check((send, 3, [6, 6, 6], 1), ("CloseExUart", 1))
         wait(lambda: "line uart: nobody has read the last 3 bytes\n" in text_of("err"))
 
-    def test_closing_loses_nothing_and_leaks_nothing(self):
-        self.start("--quiet")
-        descriptors = pathlib.Path(f"/proc/{self.set.pid}/fd")
-        before = len(list(descriptors.iterdir()))
-        for i in range(60):
-            data, uart = pattern(1 + i * 50, i), self.open("uart")
-            self.check(("SendMessageByExUart", len(data), list(data), 1), ("CloseExUart", 1))
-            self.assertEqual(self.read(uart, len(data) + 1), data)
-            os.close(uart)
-            wait(lambda: not os.path.islink("uart"))
-            self.check(("ChangeBaudRateExUart", 9600, 1))
-        self.assertEqual(len(list(descriptors.iterdir())), before)
-
-    def test_a_terminal_program_leaves_the_line_to_others(self):
-        self.start()
-        program, other = self.open("ss"), self.open("ss")
-        fcntl.ioctl(program, termios.TIOCEXCL)
-        os.close(program)
-        exclusive = array.array("i", [1])
-        get_exclusive = 0x80045440  # TIOCGEXCL
-        wait(lambda: fcntl.ioctl(other, get_exclusive, exclusive) == 0 and exclusive[0] == 0)
-        os.close(other)
-
-    def test_links_are_left_to_their_owners(self):
-        # One that is somebody else's file, or leads elsewhere.
+    def test_lines_and_links_are_left_to_others(self):
+        # A link that is somebody else's file, or leads elsewhere.
         pathlib.Path("mine").write_text("mine")
         os.symlink("mine", "link")
         for name in "mine", "link":
             self.run_program(1, "", f"line ss: {name}: File exists\n", f"-q -l ss={name}")
             self.assertEqual(text_of(name), "mine")
-        # One of a set that lives, on this bus or on another.
+        # A terminal program that has a line for itself has it until it ends.
         self.start()
+        program, other = self.open("ss"), self.open("ss")
+        fcntl.ioctl(program, termios.TIOCEXCL)
+        os.close(program)
+        get_exclusive = 0x80045440  # TIOCGEXCL
+        wait(lambda: fcntl.ioctl(other, get_exclusive, b"yes?") == bytes(4))
+        os.close(other)
+        # A link of a set that lives, on this bus or on another.
         for words in "-q -l rjp=rjp", "run -q -l rjp=rjp true":
             self.run_program(1, "", "rjp is another set's\n", words)
         self.run_program(1, "", "automation-service is taken by another process\n", "-q")
@@ -226,23 +210,13 @@ class Lines(simulator.SetTest):
         self.assertEqual(run.wait(), 128 + signal.SIGTERM)
         wait(lambda: len(failed) == 300)
 
-    def test_the_bus_ends(self):
-        self.start("--quiet")
-        self.bus.kill()
-        self.assertEqual(self.set.wait(30), 1)
-        self.assertRegex(text_of("err"), "^fa-set-simulator: the bus is gone.*\n$")
-        self.set = None
-
     def test_loses_nothing_under_load(self):
-        """Packets of random lengths on all lines at once, both ways: nothing is lost, doubled or
-        out of order, and the set does not grow."""
+        """Packets of random lengths on all lines at once, both ways, and the UART closed: nothing
+        is lost, doubled or out of order, and the set does not grow."""
         self.start("--quiet")
-        chance, place, rounds = random.Random(1), 0, 60
-
-        def resident():
-            return int(text_of(f"/proc/{self.set.pid}/statm").split()[1]) * 4
-        for i in range(rounds):
-            sent, fetches = dict.fromkeys(LINES, b""), []
+        chance, place, used = random.Random(1), 0, []
+        for _ in range(60):
+            sent, fetches, uart = dict.fromkeys(LINES, b""), [], self.open("uart")
             for _ in range(8):
                 line, place = chance.choice(LINES), place + 7
                 data = pattern(chance.randint(1, 255), place)
@@ -251,12 +225,19 @@ class Lines(simulator.SetTest):
                 if line in FETCHES:
                     self.check(("WritePacket", line, list(data), None))
                     fetches.append((FETCHES[line], packet(data)))
-            self.check(*fetches)
+            self.check(*fetches, ("CloseExUart", 1))
+            self.assertEqual(self.read(uart, 3000), sent.pop("uart"))
+            os.close(uart)
             for line, data in sent.items():
                 self.assertEqual(self.read(line, len(data)), data)
-            before = resident() if i == rounds // 10 else locals().get("before")
+            wait(lambda: not os.path.islink("uart"))
+            self.check(("ChangeBaudRateExUart", 9600, 1))
+            kilobytes = int(text_of(f"/proc/{self.set.pid}/statm").split()[1]) * 4
+            used.append((kilobytes, len(os.listdir(f"/proc/{self.set.pid}/fd"))))
         # The set keeps its latest calls; a sanitizer keeps freed memory back on purpose.
-        self.assertLess(resident(), before + (2_000_000 if os.environ.get("SANITIZED") else 20_000))
+        growth = 2_000_000 if os.environ.get("SANITIZED") else 20_000
+        self.assertLess(used[-1][0], used[6][0] + growth)
+        self.assertEqual(used[-1][1], used[0][1])
 
 
 simulator.main()

@@ -1,7 +1,4 @@
-"""What the simulated set does when it is told to, and what commands change in it.
-
-usage: rules_test.py FA-SET-SIMULATOR [TEST...]
-"""
+"""What the simulated set does when it is told to, and what commands change in it."""
 import os
 import pathlib
 import time
@@ -35,9 +32,7 @@ class Rules(simulator.SetTest):
         self.check(("SetFault", "ss", "burst", 258, 0, None))
         self.hear(*[("ss", 2)] * 258)
         self.check(*(("GetSsProtocolData", packet(divmod(i, 256))) for i in range(258)))
-
-    def test_refuses_faults_that_cannot_be(self):
-        self.start()
+        # What cannot be is refused.
         for *fault, reason in (
                 ("Nope", "error", 0, 0, "there is no method Nope"),
                 ("uart", "burst", 1, 0, "there is no method uart"),
@@ -50,13 +45,9 @@ class Rules(simulator.SetTest):
                 ("ss", "burst", 1, 2, "burst happens once and takes no times"),
                 ("service", "leave", 1, 1, "leave happens once and takes no times")):
             self.check(("SetFault", *fault, f"InvalidArgs: fault: {reason}"))
-        self.check(("CloseExUart", 1))
 
     def test_a_delay_delays_and_a_late_answer_loses_nothing(self):
         self.start("--fault", "CloseExUart delay 300 times 1")
-        begin = time.monotonic()
-        self.check(("CloseExUart", 1))
-        self.assertGreaterEqual(time.monotonic() - begin, 0.3)
         # All that a rule says is late, and in the meantime the set is there for others.
         self.check(("AddRules", """\
 {"method": "CopyLogToUsb", "times": 1, "delay": 600000, "result": 2, "in": {"ep": "02"}}
@@ -65,7 +56,7 @@ class Rules(simulator.SetTest):
         begin = time.monotonic()
         self.check(("CloseExUart", 1), ("CopyLogToUsb", 3))
         self.hear(("ep", 1))
-        self.assertGreaterEqual(time.monotonic() - begin, 0.3)
+        self.assertGreaterEqual(time.monotonic() - begin, 0.6)
         self.check(("GetEpProtocolData", packet(b"\3")))
         # Who has given up waiting for a packet gets it by the next fetch.
         self.write("ss", b"x")
@@ -106,7 +97,8 @@ class Rules(simulator.SetTest):
 
     def test_rules_hold_in_order_for_the_calls_that_they_are_for(self):
         rules = """\
-{"method": "ExecuteCommand", "arguments": {"data0": 32, "data1": 3}, "skip": 2, "times": 1, "error": "busy"}
+{"method": "ExecuteCommand", "arguments": {"data0": 32, "data1": 3}, "skip": 2, "times": 1, \
+"error": "busy"}
 {"method": "ExecuteCommand", "arguments": {"data0": 32}, "result": 5}
 {"method": "ExecuteCommand", "times": 1, "result": 6, "in": {"ss": "01"}}
 {"method": "all", "result": 9}
@@ -117,14 +109,14 @@ class Rules(simulator.SetTest):
         self.check(
             ("AddRules", rules, None), ("ExecuteCommand", 32, 3, 5), ("ExecuteCommand", 32, 4, 5),
             ("ExecuteCommand", 32, 3, 5), ("ExecuteCommand", 32, 3, "Fault: busy"),
-            ("ExecuteCommand", 32, 3, 5), ("ExecuteCommand", 33, 3, 6), ("ExecuteCommand", 33, 3, 9),
-            ("SendRjpData", 2, [1, 2], 1), ("SendRjpData", 1, [2], 9),
-            ("GetSsProtocolData", ([5, 170, 511], 1)),
-            ("GetSsProtocolData", ([2, 170, 187], -2)), ("GetSsProtocolData", ([1, 1], 9)),
+            ("ExecuteCommand", 32, 3, 5), ("ExecuteCommand", 33, 3, 6),
+            ("ExecuteCommand", 33, 3, 9), ("SendRjpData", 2, [1, 2], 1), ("SendRjpData", 1, [2], 9),
+            ("GetSsProtocolData", ([5, 170, 511], 1)), ("GetSsProtocolData", ([2, 170, 187], -2)),
+            ("GetSsProtocolData", ([1, 1], 9)),
             # A fault goes before the rules, and leaves them alone.
-            ("SetFault", "ExecuteCommand", "error", 0, 0, None), ("ExecuteCommand", 32, 3, ON_DEMAND),
-            ("ClearFaults", None), ("ExecuteCommand", 32, 3, 5), ("ClearRules", None),
-            ("ExecuteCommand", 32, 3, 1))
+            ("SetFault", "ExecuteCommand", "error", 0, 0, None),
+            ("ExecuteCommand", 32, 3, ON_DEMAND), ("ClearFaults", None),
+            ("ExecuteCommand", 32, 3, 5), ("ClearRules", None), ("ExecuteCommand", 32, 3, 1))
         # Chance goes by the seed.
         results = []
         for seed in "7", "7", "8":
@@ -146,18 +138,14 @@ class Rules(simulator.SetTest):
                 ('{"result": 1}', "a rule has one condition"),
                 ('{"start": true, "out": {"ss": "*"}, "leave": 1}', "a rule has one condition"),
                 ('{"method": "Nope", "result": 1}', 'there is no method "Nope"'),
-                ('{"method": "CloseExUart", "arguments": {"data2": 1}, "result": 1}',
-                 '"data2" does not belong here'),
-                ('{"method": "ExecuteCommand", "arguments": {"data0": "x"}, "result": 1}',
-                 '"data0" is no number'),
-                ('{"method": "ExecuteCommand"}', "nothing happens"),
-                ('{"method": "ExecuteCommand", "result": 4294967296}', '"result" is no number'),
-                ('{"method": "ExecuteCommand", "result": 1, "error": "x"}', "a call has one answer"),
+                ('{"method": "CloseExUart", "arguments": {"data2": 1}}', '"data2" does not belong'),
+                ('{"method": "ExecuteCommand", "arguments": {"data0": "x"}}', '"data0" is no numb'),
+                ('{"method": "CopyLogToUsb"}', "nothing happens"),
+                ('{"method": "CopyLogToUsb", "result": 4294967296}', '"result" is no number'),
+                ('{"method": "all", "result": 1, "error": "x"}', "a call has one answer"),
                 ('{"method": "ExecuteCommand", "data": "01"}', "only a Get"),
-                ('{"method": "GetSsProtocolData", "data": [1, -1]}',
-                 "an element is no number from 0 to 4294967295"),
-                ('{"method": "CloseExUart", "result": 1, "results": 1}',
-                 '"results" does not belong here'),
+                ('{"method": "GetSsProtocolData", "data": [1, -1]}', "an element is no number"),
+                ('{"method": "all", "result": 1, "results": 1}', '"results" does not belong here'),
                 ('{"out": {"usb": "01"}, "in": {"ss": "01"}}', 'there is no line "usb"'),
                 ('{"out": {"ss": "1"}, "in": {"ss": "01"}}', '"1" is no byte'),
                 ('{"out": {"ss": "* 01"}, "in": {"ss": "01"}}', '"*" can only be the last'),

@@ -1,4 +1,7 @@
-"""What the tests of fa-set-simulator share: a folder, a bus, and a set on it."""
+"""What the tests of fa-set-simulator share: a folder, a bus, and a set on it.
+
+usage: ..._test.py FA-SET-SIMULATOR [TEST...]
+"""
 import os
 import pathlib
 import re
