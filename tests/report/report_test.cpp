@@ -120,19 +120,10 @@ TEST(Report, IsCompleteInEachMode)
 }
 
 // Not by its decimal comma, nor by its groups of digits; the build makes the locale.
-// Streams ask this, and printf asks the C library's locale.
-class GroupedNumbers : public std::numpunct<char>
-{
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
 TEST(Report, DoesNotDependOnTheLocale)
 {
     setenv("LOCPATH", TEST_LOCALES, 1);
-    ASSERT_STREQ(std::setlocale(LC_ALL, "de_DE.UTF-8"), "de_DE.UTF-8");
-    std::locale::global(std::locale(std::locale::classic(), new GroupedNumbers));
+    std::locale::global(std::locale("de_DE.UTF-8"));  // for streams and for the C library
     ASSERT_EQ(Format("%.1f", 0.5), "0,5");
     std::ostringstream stream;
     stream << 1234.5;
@@ -181,6 +172,24 @@ TEST(Report, TheItemCountIsReadAgainForEachItem)
         EXPECT_EQ(report.find("\n[003]\n"), std::string::npos);
         WatchLog({});
     }
+}
+
+TEST(Information, SumsUpTheRun)
+{
+    PelkoTestInfo_s info = MakeInfo();
+    info.stStartTime = {-128, 1, 5, 100, -1, 9, {}};
+    std::string words;
+    for (int i = -1; i < 7; ++i) {
+        info.iRunState = info.iLinkType = i;
+        info.iFailCount = -1;
+        std::string text;
+        EXPECT_TRUE(Logger(D).GetInfoLog(text, &info));
+        EXPECT_EQ(Line(text, "starttime"), "17720105100-109");
+        words += Line(text, "result") + "/" + Line(text, "pelko") + ";";
+    }
+    EXPECT_EQ(words,
+              "/;/uart;/bt, 0, 1000, 2000, 3000;/wifi, 0, 1000, 2000, 3000;"
+              "pass/;timeout/;stop/;/;");
 }
 
 // The text with the lines in `changes` in the place of its own; one without a value goes.
