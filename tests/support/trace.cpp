@@ -2,7 +2,6 @@
 
 #include <glib.h>
 
-#include <algorithm>
 #include <cstdarg>
 #include <fstream>
 #include <mutex>
@@ -26,25 +25,11 @@ std::string TakeTrace()
 
 testing::AssertionResult Same(const std::string& expected, const std::string& happened)
 {
-    if (expected == happened) {
-        return testing::AssertionSuccess();
-    }
-    const std::vector<std::string> before = Split(expected);
-    const std::vector<std::string> now = Split(happened);
-    const auto [expectedLine, line] =
-        std::mismatch(before.begin(), before.end(), now.begin(), now.end());
-    const auto at = line - now.begin();
-    auto failure = testing::AssertionFailure()
-                   << "line " << at + 1 << " differs (- expected, + happened):";
-    const auto show = [&](const char* mark, auto first, auto end, std::ptrdiff_t most) {
-        for (; most > 0 && first != end; ++first, --most) {
-            failure << "\n" << mark << *first;
-        }
-    };
-    show("    ", line - std::min<std::ptrdiff_t>(at, 3), line, 3);
-    show("  - ", expectedLine, before.end(), 3);
-    show("  + ", line, now.end(), 3);
-    return failure;
+    using testing::internal::edit_distance::CreateUnifiedDiff;
+    return expected == happened ? testing::AssertionSuccess()
+                                : testing::AssertionFailure()
+                                      << "what differs (- expected, + happened):\n"
+                                      << CreateUnifiedDiff(Split(expected), Split(happened));
 }
 
 std::string Format(const char* format, ...)

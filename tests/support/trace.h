@@ -12,7 +12,7 @@ void Note(const std::string& line);
 // The lines since the last call, each with a line feed.
 std::string TakeTrace();
 
-// Compares texts whole; the message shows the first line that differs with those around it.
+// Compares texts whole; the message shows the lines that differ with those around them.
 testing::AssertionResult Same(const std::string& expected, const std::string& happened);
 
 // Compares with what happened since.
