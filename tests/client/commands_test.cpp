@@ -292,14 +292,11 @@ void Expect(unsigned int option, const std::deque<Answer<int>>& numbers, const s
     EXPECT_TRACE("platform: system_info_get_value_int(869, 0)\n" + happens);
 }
 
-std::string Says(const std::string& message)
-{
-    return Logged("commands", "automation_execute_command_with_projector", message);
-}
+constexpr char kSwitch[] = "automation_execute_command_with_projector";
 
 std::string Fails(const std::string& why)
 {
-    return Says("E " + why) + "= -1\n";
+    return Logged("commands", kSwitch, "E " + why) + "= -1\n";
 }
 
 // The command that sends the name, whose result does not count, and what each reading finds in
@@ -314,7 +311,8 @@ std::string Sent(const std::string& name, const std::vector<int>& readings,
         trace += Format("platform: system_info_get_value_int(284, %d)\n", number);
         trace += "pause of 200 ms\n";
     }
-    return Says(Format("I local set[%s], length[%zu]", name.c_str(), name.size())) + trace;
+    const auto info = Format("I local set[%s], length[%zu]", name.c_str(), name.size());
+    return Logged("commands", kSwitch, info) + trace;
 }
 
 // The last reading finds the local set.

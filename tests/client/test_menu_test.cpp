@@ -48,19 +48,15 @@ TEST(TestMenu, DialoguesGoAsWritten)
 {
     const std::vector<Input> terminals{kTerminal, kUnbufferedTerminal};
     const std::vector<Input> all{kTerminal, kUnbufferedTerminal, kStream};
-    const auto codesTwice = [] { return input_packet_data() + input_packet_data(); };
-    const auto dataTwice = [] {
-        return input_multiple_packet_data() + input_multiple_packet_data();
-    };
+    const auto twice = [](int (*dialogue)()) { return [=] { return dialogue() + dialogue(); }; };
     const std::tuple<std::string, std::vector<Input>, std::function<int()>> sessions[] = {
         {"codes", all, input_packet_data},
         {"codes and data", all, input_multiple_packet_data},
-        // What is typed ahead at a terminal is a slip of the keyboard, in a script the next
-        // entries.
+        // Typed ahead is a slip of the keyboard at a terminal, and the next entries in a script.
         {"typed ahead at a terminal", terminals, input_packet_data},
         {"a script of codes", {kStream}, input_packet_data},
-        {"the end of codes, twice", {kTerminal}, codesTwice},
-        {"the end of data, then of codes", {kTerminal}, dataTwice},
+        {"the end of codes, twice", {kTerminal}, twice(input_packet_data)},
+        {"the end of data, then of codes", {kTerminal}, twice(input_multiple_packet_data)},
         {"a script that ends in a code", {kStream}, input_packet_data},
         {"a script that ends in the data", {kStream}, input_multiple_packet_data},
         {"a line of 101 characters", {kStream}, input_multiple_packet_data},
@@ -75,14 +71,12 @@ TEST(TestMenu, DialoguesGoAsWritten)
 
 TEST(TestMenu, SurplusOfALongLineIsDropped)
 {
-    std::string typed, converted, echoed, sent;
-    for (int count = 0; count < 50; ++count) {
-        typed += "41 ";
-        if (count < 31) {
-            converted += Format("bint is input[%d] : 41, msgArr[%d] : 41\n", 3 * count, count);
-            echoed += Format("%dth element of list :A\n", count);
-            sent += Format("command data[%d]: 65\n", count);
-        }
+    const std::string typed = std::regex_replace(std::string(50, '-'), std::regex("-"), "41 ");
+    std::string converted, echoed, sent;
+    for (int count = 0; count < 31; ++count) {
+        converted += Format("bint is input[%d] : 41, msgArr[%d] : 41\n", 3 * count, count);
+        echoed += Format("%dth element of list :A\n", count);
+        sent += Format("command data[%d]: 65\n", count);
     }
     const auto opCode = "Input The op Code(99=Exit): 0x"s;
     ExpectSession(kStream, input_multiple_packet_data,

@@ -5,7 +5,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <stdexcept>
 #include <string>
 
 // Calls the bus itself. Returns its reply, which is to be unreferenced, or null where it refuses.
@@ -67,13 +66,11 @@ public:
     // A new connection to the bus, as another process would have; to be unreferenced.
     GDBusConnection* Connect() const
     {
-        g_autoptr(GError) error = nullptr;
         constexpr auto flags =
             static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                               G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-        GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
-            Address().c_str(), flags, nullptr, nullptr, &error);
-        return connection != nullptr ? connection : throw std::runtime_error(error->message);
+        return g_dbus_connection_new_for_address_sync(Address().c_str(), flags, nullptr, nullptr,
+                                                      nullptr);
     }
 
     std::string Address() const { return g_test_dbus_get_bus_address(bus); }
