@@ -2,7 +2,6 @@
 
 usage: fa_report_test.py FA-REPORT XMLLINT PAGE    (PAGE: where the SQL stands that is tried)
 """
-import collections
 import csv
 import io
 import json
@@ -233,41 +232,37 @@ class Numbers(Case):
         got = json.loads(self.call("summary", "--json", "--by", "mm", "."))
         self.assertEqual(got, json.loads(self.call("summary", "--json", "--by", "mm", ".")))
 
-        units = collections.defaultdict(list)
-        for run in runs:
-            if run[0]:
-                units[run[0]].append(run)
-        firsts = [min(unit, key=lambda run: run[1]) for unit in units.values()]
-        lasts = [sorted(unit, key=lambda run: run[1])[-1] for unit in units.values()]
-        passed = lambda some: sum(run[2] == "pass" for run in some)
-        yields = lambda of: {name: {"all": len(some), "passed": passed(some),
-                                    "yield": passed(some) / len(some) if some else None}
-                             for name, some in [("runs", list(filter(of, runs))),
-                                                ("first_runs", list(filter(of, firsts))),
-                                                ("last_runs", list(filter(of, lasts)))]}
-        part = lambda row: {name: row[name] for name in ("runs", "first_runs", "last_runs")}
-        self.assertEqual(part(got), yields(lambda run: True))
+        in_time = sorted(runs, key=lambda run: run[1])
+        parts = {"runs": runs,
+                 "first_runs": {run[0]: run for run in reversed(in_time) if run[0]}.values(),
+                 "last_runs": {run[0]: run for run in in_time if run[0]}.values()}
+
+        def yields(of=lambda run: True):
+            results = {name: [run[2] for run in part if of(run)] for name, part in parts.items()}
+            return {name: {"all": len(some), "passed": some.count("pass"),
+                           "yield": some.count("pass") / len(some) if some else None}
+                    for name, some in results.items()}
+
+        self.assertEqual({name: got[name] for name in parts}, yields())
         self.assertEqual([got["units"], got["without_serial_number"], got["repeated"]],
-                         [len(units), 1, len(runs) - 1 - len({run[:2] for run in runs if run[0]})])
-        self.assertEqual({g["value"]: part(g) for g in got["groups"]},
-                         {v: yields(lambda run: run[4] == v) for v in ("1.0", "1.1", "2.0")})
-        order = [g["runs"]["yield"] for g in got["groups"]]
-        self.assertEqual(order, sorted(order))
-        self.assertEqual({d["day"]: part(d) for d in got["days"]},
-                         {f"2026-11-{d:02}": yields(lambda run: run[1][6:8] == f"{d:02}") for d in range(1, 10)})
+                         [len(parts["first_runs"]), 1, len(runs) - 1 - len({run[:2] for run in runs if run[0]})])
+        groups = [{"value": mm, **yields(lambda run: run[4] == mm)} for mm in ("1.0", "1.1", "2.0")]
+        self.assertEqual(got["groups"], sorted(groups, key=lambda group: group["runs"]["yield"]))
+        self.assertEqual(got["days"], [{"day": f"2026-11-0{day}", **yields(lambda run: run[1][7] == str(day))}
+                                       for day in range(1, 10)])
 
         everything = [it for run in runs for it in run[3]]
         failures = sum(it["result"] == "fail" for it in everything)
         together = 0
         for row in got["items"]:
             own = [it for it in everything if it["name"] == row["name"]]
-            failed = sum(it["result"] == "fail" for it in own)
+            results = [it["result"] for it in own]
             times = sorted(it["duration"] for it in own if it["result"])
-            together += failed
+            together += results.count("fail")
             self.assertEqual([row["runs"], row["failures"], row["without_result"], row["passed_on_retry"]],
-                             [len(times), failed, len(own) - len(times),
+                             [len(times), results.count("fail"), results.count(None),
                               sum(it["result"] == "pass" and it["retries"] > 0 for it in own)])
-            self.assertAlmostEqual(row["share"], failed / failures)
+            self.assertAlmostEqual(row["share"], row["failures"] / failures)
             self.assertAlmostEqual(row["cumulative_share"], together / failures)
             for name, exact in [("median_duration", statistics.median_low(times)),
                                 ("duration_95", times[math.ceil(0.95 * len(times)) - 1])]:
