@@ -169,9 +169,8 @@ TEST(FailedItems, NotesShowTheLastCopyOfEachCodePair)
         item.ucCode2 = 2;
     }
     item.lTid = 99;
-    for (int again = 0; again < 2; ++again) {
-        EXPECT_EQ(notes(), "auto;4294967295;1;-2147483648^^ normal;4294967295;3;-2147483648^^ ^^ ");
-    }
+    const std::string all = "auto;4294967295;1;-2147483648^^ normal;4294967295;3;-2147483648^^ ^^ ";
+    EXPECT_EQ(notes() + notes(), all + all);
     EXPECT_EQ(Line(Section(S, item), "failed") + Line(Section(D, item), "failed"), "nonenone");
     EXPECT_TRUE(Logger::ClearFailedLog() && Logger::ClearFailedLog());
     EXPECT_EQ(notes(), "^^ ^^ ^^ ");
