@@ -34,17 +34,6 @@ public:
         AwaitBus(connection);
     }
 
-    void Leave()
-    {
-        if (connection != nullptr) {
-            g_dbus_connection_close_sync(connection, nullptr, nullptr);
-            g_clear_object(&connection);
-            // What the connection's thread did is seen from here on, which ThreadSanitizer knows of
-            // our mutex only.
-            const std::lock_guard<std::mutex> lock(mutex);
-        }
-    }
-
     // Joins the bus again, under another unique name. On return it owns the service's name, or is
     // the next to own it where another has it.
     void Join()
@@ -61,6 +50,17 @@ public:
 private:
     static constexpr char kPath[] = "/KVFacAutoObj";
     static constexpr char kInterface[] = "org.kavra.tv.automationservice";
+
+    void Leave()
+    {
+        if (connection != nullptr) {
+            g_dbus_connection_close_sync(connection, nullptr, nullptr);
+            g_clear_object(&connection);
+            // What the connection's thread did is seen from here on, which ThreadSanitizer knows of
+            // our mutex only.
+            const std::lock_guard<std::mutex> lock(mutex);
+        }
+    }
 
     static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message,
                                    gboolean incoming, gpointer self)
