@@ -114,12 +114,21 @@ void ExpectTheReports()
     }
 }
 
+// A decimal comma and groups of digits for streams; printf asks the C library's locale, which the
+// build makes. As a locale of streams, it would leak memory of the C library.
+class GroupedNumbers : public std::numpunct<char>
+{
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
 TEST(Report, IsCompleteInEachModeWhateverTheLocale)
 {
     ExpectTheReports();
-    // A decimal comma and groups of digits; the build makes the locale.
     setenv("LOCPATH", TEST_LOCALES, 1);
-    std::locale::global(std::locale("de_DE.UTF-8"));  // for streams and for the C library
+    ASSERT_STREQ(std::setlocale(LC_ALL, "de_DE.UTF-8"), "de_DE.UTF-8");
+    std::locale::global(std::locale(std::locale::classic(), new GroupedNumbers));
     ASSERT_EQ(Format("%.1f", 0.5), "0,5");
     std::ostringstream stream;
     stream << 1234.5;
