@@ -49,11 +49,10 @@ def report(serial, start, result, items, version="1.0", model="SIM-55"):
 
 
 class Case(unittest.TestCase):
+    maxDiff = None
+
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-        self.maxDiff = None
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def write(self, name, *reports):
         path = self.folder / name
@@ -283,19 +282,19 @@ class Numbers(Case):
                              [len(texts) - n, n, min(values), max(values)])
             self.assertAlmostEqual(row["mean"] / mean, 1, places=12)
             self.assertAlmostEqual(row["deviation"], sd, delta=sd * 1e-12)
-            cpk = min([(mean - lower) / (3 * sd)] if lower is not None and sd else [math.inf],
-                      [(upper - mean) / (3 * sd)] if upper is not None and sd else [math.inf])[0]
-            self.assertEqual(["cpk" in row, "cp" in row],
-                             [cpk < math.inf, cpk < math.inf and None not in (lower, upper)], row)
-            margin = normal * math.sqrt(1 / (9 * n) + cpk * cpk / (2 * (n - 1)))
-            # The chi-square distribution of many degrees of freedom, from its normal limit.
-            spread = normal / math.sqrt(2 * (n - 1))
-            for index, width, places in [("cpk", margin, 9), ("cp", spread, 2)]:
-                value = cpk if index == "cpk" else (upper - lower) / (6 * sd) if index in row else 0
-                width = width if index == "cpk" else width * value
-                for name, expected in [("value", value), ("low", value - width), ("high", value + width)]:
-                    if index in row:
-                        self.assertAlmostEqual(row[index][name] / expected, 1, places=places)
+            margins = ([] if lower is None else [mean - lower]) + ([] if upper is None else [upper - mean])
+            expected = {}
+            if sd and margins:
+                cpk = min(margins) / (3 * sd)
+                expected["cpk"] = cpk, normal * math.sqrt(1 / (9 * n) + cpk * cpk / (2 * (n - 1))), 9
+            if sd and len(margins) == 2:
+                # The chi-square distribution of many degrees of freedom, from its normal limit.
+                cp = (upper - lower) / (6 * sd)
+                expected["cp"] = cp, normal * cp / math.sqrt(2 * (n - 1)), 2
+            self.assertEqual(row.keys() & {"cp", "cpk"}, expected.keys(), row)
+            for index, (value, width, places) in expected.items():
+                for name, number in [("value", value), ("low", value - width), ("high", value + width)]:
+                    self.assertAlmostEqual(row[index][name] / number, 1, places=places)
         ranks = [row["cpk"]["value"] for row in got["values"] if "cpk" in row]
         self.assertEqual(ranks, sorted(ranks))
         self.assertTrue(all("cpk" in row for row in got["values"][:len(ranks)]))
