@@ -8,7 +8,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
+#include <string>
 #include <system_error>
 
 #include "outputs/outputs.h"
@@ -149,11 +151,16 @@ Options ReadOptions(int argc, char** argv)
     if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1) {
         throw UsageError("standard input can be read only once");
     }
+    std::error_code ignored;
     for (const std::string& input : options.inputs) {
-        std::error_code ignored;
         if (std::filesystem::equivalent(input, options.output, ignored)) {
             throw UsageError(input + " is read, so --output cannot be there");
         }
+    }
+    if (std::string begin; std::filesystem::is_regular_file(options.output, ignored) &&
+                           std::getline(std::ifstream(options.output), begin) &&
+                           begin == "[summary]") {
+        throw UsageError(options.output + " is a report, so --output cannot be there");
     }
     options.progress = !options.output.empty() || isatty(STDOUT_FILENO) == 0;
     return options;

@@ -104,7 +104,7 @@ class Story(Case):
         for status, calls in [
                 (0, "show a/1.txt, summary ., table ., page ., --version, --help"),
                 (1, "show ., show a/0.txt"),
-                (2, ", sum, show, show - -, show c.txt -o ./c.txt, show --json ., show --bad .,"
+                (2, ", sum, show, show - -, show c.txt -o ./c.txt, show a -o c.txt, show --json ., show --bad .,"
                     " table -f xml ., table -p day ., page -j ."),
                 (3, "show a/1.txt none, summary none, table none, page none, junit c.txt none,"
                     " summary -o none/x ., page -o none/x .")]:
