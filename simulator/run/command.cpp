@@ -172,7 +172,7 @@ public:
     void OnSignal(const Signal& signal)
     {
         if (process_ == nullptr) {
-            loop_.Quit(kSignalled + signal.number);
+            End(kSignalled + signal.number);
         } else if (signal.number != SIGINT || !signal.fromTerminal) {
             g_subprocess_send_signal(process_, signal.number);
         }
