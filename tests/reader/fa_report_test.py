@@ -23,29 +23,25 @@ HERE = pathlib.Path(__file__).resolve().parent
 
 def item(name, result="pass", spec=None, measure=None, codes=(0x10, 1), duration=35, retries=0,
          labels="", failed="^^", wrong=()):
-    return dict(name=name, result=result, spec=spec, measure=measure, codes=codes,
-                duration=duration, retries=retries, labels=labels, failed=failed, wrong=wrong)
+    return locals()
 
 
 def report(serial, start, result, items, version="1.0", model="SIM-55"):
     """The text of a raw report; texts may hold any byte as a surrogate."""
-    lines = ["[summary]", f"starttime={start}", "duration=420", f"result={result}", "pelko=uart",
-             f"testnum={len(items) + 3}", "retrycount=0", "", "[information]", f"s/n={serial}",
-             f"model={model}", "option=A,B", f"mm={version}", "sm=2", "ss=3", "mt=4", "bt=5",
-             "ld1=6", "ld2=7", "", "", ""]
+    text = (f"[summary]\nstarttime={start}\nduration=420\nresult={result}\npelko=uart\n"
+            f"testnum={len(items) + 3}\nretrycount=0\n\n[information]\ns/n={serial}\nmodel={model}\n"
+            f"option=A,B\nmm={version}\nsm=2\nss=3\nmt=4\nbt=5\nld1=6\nld2=7\n\n\n\n")
     for position, it in enumerate(items, 1):
-        lines += [f"[{position:03}]", "name=%s, 0x%02x %02x" % (it["name"], *it["codes"]), "imqs=I"]
-        if it["result"]:
-            lines += [f"result={it['result']}"] + [f"{what}=error" for what in it["wrong"]]
+        text += "[%03d]\nname=%s, 0x%02x %02x\nimqs=I\n" % (position, it["name"], *it["codes"])
+        text += f"result={it['result']}\n" if it["result"] else ""
+        text += "".join(f"{what}=error\n" for what in it["wrong"])
         if it["result"] and not it["wrong"]:
-            lines += [f"duration={it['duration']}", f"retrycount={it['retries']}"]
-            if it["spec"] is not None:
-                lines += [f"spec={it['spec']}", f"measure={it['measure']}"]
-            if it["labels"]:
-                lines += [f"list={it['labels']}"]
-            lines += ["insptype=auto", "tid=1", "starttime=0", f"failed={it['failed']}"]
-        lines += [""]
-    return "\n".join(lines) + "\n"
+            text += f"duration={it['duration']}\nretrycount={it['retries']}\n"
+            text += f"spec={it['spec']}\nmeasure={it['measure']}\n" if it["spec"] is not None else ""
+            text += f"list={it['labels']}\n" if it["labels"] else ""
+            text += f"insptype=auto\ntid=1\nstarttime=0\nfailed={it['failed']}\n"
+        text += "\n"
+    return text
 
 
 class Case(unittest.TestCase):
