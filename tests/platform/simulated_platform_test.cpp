@@ -1,11 +1,10 @@
-// The simulated platform by itself: what it answers from a profile, refuses, logs and shows; and
-// what a profile tells of a platform, which makes another platform like it.
+// The simulated platform by itself: what it answers from a profile, refuses and logs; and what a
+// profile tells of a platform, which makes another platform like it.
 #include "platform/profile/profile_text.h"
 
 #include <fa_api/PelkoAppClientLogger.h>
 #include <fa_api/automation_api.h>
 #include <fa_platform/bluetooth.h>
-#include <fa_platform/debug_menu.h>
 #include <fa_platform/display_panel.h>
 #include <fa_platform/dlog.h>
 #include <fa_platform/factory.h>
@@ -22,7 +21,6 @@
 #include <random>
 #include <set>
 
-#include "support/session.h"
 #include "support/trace.h"
 
 namespace
@@ -89,7 +87,11 @@ TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
         std::string answer;
         std::string complaint = {};
     } rows[] = {
-        {"", "869: -1 -77"},
+        {"",
+         "869: -1 -77\n284: -1 -77\n0: -1 untouched\n128: -1 untouched\n133: -1 untouched\n"
+         "bluetooth: -1 yes\nchip: -1 -77\npanel, 40 bytes: -9 untouched\npanel, 5 bytes: -9 "
+         "untouched\npanel, 0 bytes: -9 untouched\ndimming 7: -1 77\ndimming 8: -1 77\n"
+         "option: -1 77 untouched !"},
         {ints + "6", "869: 0 6"},
         {ints + "-2147483648", "869: 0 -2147483648"},
         {ints + "0x1a", "869: 0 26"},
@@ -99,20 +101,15 @@ TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
         {ints + "-2147483649", "869: -1 -77", "869=-2147483649" + no32},
         {ints + "99999999999999999999", "869: -1 -77", "869=99999999999999999999" + no32},
         {ints + "6 sets", "869: -1 -77", "869=6 sets" + no32},
-        {"", "133: -1 untouched"},
         {texts, "133: 0 "},
         {texts + "A\\nB\\tC\\sD\\\\E\\x41", "133: 0 A\nB\tC D\\EA"},
         {texts + "A\\q", "133: -1 untouched",
          "133=A\\q in [system_info_string] has an unknown escape\n"},
-        {"", "bluetooth: -1 yes\nchip: -1 -77"},
         {feature + "false\n[bluetooth]\nchip_version=12", "bluetooth: 0 no\nchip: 0 12"},
         {feature + "perhaps", "bluetooth: -1 yes"},
-        {"", "panel, 40 bytes: -9 untouched"},
         {"[display_panel]\npresent=true", "panel, 40 bytes: -1 untouched"},
         {panel, "panel, 40 bytes: 0 TCON-1\npanel, 5 bytes: 0 TCON\npanel, 0 bytes: -1 untouched"},
-        {"", "dimming 7: -1 77\ndimming 8: -1 77"},
         {"[local_dimming]\n7=1\n8=0xFFFFFFFE", "dimming 7: 0 1\ndimming 8: 0 4294967294"},
-        {"", "option: -1 77 untouched !"},
         {option, "option: 0 0  !"},
         {option + full, "option: 0 127 " + full + " !"},
         {option + full + "o", "option: -1 77 untouched !"},
@@ -159,30 +156,9 @@ TEST(SimulatedPlatform, LogsEachLineToStandardErrorInOneWrite)
     for (ssize_t size = 0; (size = read(ends[0], packet, sizeof(packet))) > 0;) {
         packets += "|" + std::string(packet, static_cast<std::size_t>(size));
     }
-    EXPECT_TRUE(
-        Same("|D/TAG: a message 5\n|I/TAG: no line feed\n|V/T: \n|W/T: \n|E/T: \n|F/T: \n"
-             "|?/T: \n|?/T: \n",
-             packets));
-}
-
-TEST(SimulatedPlatform, WaitsForANumberAndTakesTheEndOfInputForExit)
-{
-    const auto choices = [] {
-        int choice = 0;
-        do {
-            EXPECT_EQ(menu_print(1, "%s >> ", "choice"), 10);
-            choice = waitkeyresponse();
-            std::printf("[%d]", choice);
-        } while (choice != 99);
-        return 0;
-    };
-    EXPECT_EQ(
-        Play(kStream, choices,
-             "choice >> {5\n}[5]choice >> {x 7 8\n}[-1]choice >> {-3 99\n}[-3]choice >> [99]"),
-        0);
-    EXPECT_EQ(Play(kStream, choices, "choice >> [99]"), 0);
-    EXPECT_EQ(Play(kStream, choices, "choice >> {no line end}[99]"), 0);
-    EXPECT_EQ(Play(kTerminal, choices, "choice >> {five\n}[-1]choice >> {\4}[99]"), 0);
+    EXPECT_EQ(packets,
+              "|D/TAG: a message 5\n|I/TAG: no line feed\n|V/T: \n|W/T: \n|E/T: \n|F/T: \n"
+              "|?/T: \n|?/T: \n");
 }
 
 // A profile of any platform: entries missing, numbers of all sizes, texts of all bytes and lengths.
@@ -231,10 +207,7 @@ TEST(PlatformProfile, MakesAnotherPlatformAnswerAlike)
 
 TEST(PlatformProfile, AsksWhatTheLibraryAsks)
 {
-    fa_platform::UseProfileText(
-        "[system_info_int]\n869=1\n284=6\n"
-        "[custom_bool]\ncom.velmora/featureconf/bluetooth.support=true\n"
-        "[display_panel]\npresent=true\n");
+    unsetenv("FA_PLATFORM_PROFILE");  // the sample, which has everything
     std::set<std::string> queries;
     fa_platform::SetQueryObserver([&](const std::string& query) {
         if (query.find("FCBlockProfiler") == std::string::npos) {

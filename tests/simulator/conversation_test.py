@@ -25,27 +25,21 @@ class Conversation(simulator.SetTest):
         owners, told, called = [], [], []
         self.subscribe("org.freedesktop.DBus", lambda name, *values: owners.append(values[0]))
         self.subscribe(simulator.CONTRACT + ".Simulator", lambda name, call: called.append(call))
-
-        def call(method, *arguments):
-            told.append(self.call(method, *arguments))
-        call("ExecuteCommand", 16, 1)
-        call("SendRjpData", 2, [2, 16])
-        self.hear(("rjp", 2))
-        call("GetRjpProtocolData")
-        call("SendRjpData", 2, [2, 17])
-        self.hear(("rjp", 1), ("ss", 3))
-        for method, *arguments in (
-                ("GetRjpProtocolData",), ("GetSsProtocolData",), ("ChangeBaudRateExUart", 9600),
-                ("CopyLogToUsb",), ("CopyLogToUsb",), ("GetEpProtocolData",),
-                ("ExecuteCommandWithData", 82, 1, list(b"KOR"), 3)):
-            call(method, *arguments)
-        told.append(text_of("profile"))
-        call("SendMessageByExUart", 1, [7])
+        none, answer, both = [], [("rjp", 2)], [("rjp", 1), ("ss", 3)]
+        for heard, *call in (
+                (none, "ExecuteCommand", 16, 1), (answer, "SendRjpData", 2, [2, 16]),
+                (none, "GetRjpProtocolData"), (both, "SendRjpData", 2, [2, 17]),
+                (none, "GetRjpProtocolData"), (none, "GetSsProtocolData"),
+                (none, "ChangeBaudRateExUart", 9600), (none, "CopyLogToUsb"),
+                (none, "CopyLogToUsb"), (none, "GetEpProtocolData"),
+                (none, "ExecuteCommandWithData", 82, 1, list(b"KOR"), 3),
+                (none, "SendMessageByExUart", 1, [7])):
+            told.append(self.call(*call))
+            self.hear(*heard)
         # The service goes, and comes back.
         wait(lambda: owners.count(simulator.SERVICE) >= 2)
-        self.take_announcements()
         self.check(("GetCalls", "", called))
-        call("CloseExUart")
+        told += self.call("CloseExUart"), text_of("profile")
         self.take_announcements()
         self.stop()
         return told, called
@@ -107,7 +101,6 @@ class Conversation(simulator.SetTest):
                  f":2: another call comes\n  {shown[0]}\n- {shown[1]}\n"
                  '+ {"method":"ExecuteCommand","arguments":{"data0":16,"data1":2}}\n'
                  f"  {shown[2]}\n"),
-                (lambda: self.call("CloseExUart"), ":2: another call comes\n"),
                 (lambda: (self.call(*command), self.call(*command)), ":6: another call comes\n"),
                 (lambda: (self.call(*command), self.set.terminate()), ":6: a call is missing\n"),
                 (lambda: self.write("ep", b"x"),
@@ -118,10 +111,9 @@ class Conversation(simulator.SetTest):
                  ":8: one call is too many\n")):
             self.start("--replay", "recording", "--record", "other")
             act()
-            self.assertEqual(self.set.wait(30), 123, text_of("err"))
+            self.see_end(123)
             self.assertIn(f"fa-set-simulator: replay: recording{complaint}", text_of("err"))
             self.assertRegex(text_of("other"), '"end":true}\n$')
-        self.set = None
         # The command of a run ends with it.
         self.run_program(123, "", "recording:2: another call comes",
                          "run -q --replay recording "

@@ -61,6 +61,16 @@ class Examples(simulator.SetTest):
                              env=os.environ | {"FA_PLATFORM_LOG_PRIORITY": inherited})
             self.assertRegex(text_of("log"), r"\A(E/FA_API: .*\n)+\Z")
 
+    def test_the_console_offers_its_dialogues(self):
+        session = re.findall(r"([^{]+){(.*?)}", text_of(HERE / "console.txt"), re.S)
+        shown = [text for text, _ in session]
+        typed = "".join(typed for _, typed in session)
+        script = f"{EXAMPLES}/fa-test-menu <typed; echo ends with $?"
+        for given, output in (typed, "".join(shown)), ("", shown[0]), ("no line end", shown[0]):
+            pathlib.Path("typed").write_text(given)
+            self.run_program(0, output + "ends with 0\n", "set: the service is on the bus\n",
+                             f"run -f 'all error' sh -c '{script}'")
+
     def test_command_lines(self):
         for program in "fa-conversation", "fa-inspection-run", "fa-inspection-line", "fa-test-menu":
             usage = f"usage: {program} [--help]"

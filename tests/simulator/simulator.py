@@ -2,6 +2,7 @@
 
 usage: ..._test.py FA-SET-SIMULATOR [TEST...]
 """
+import contextlib
 import os
 import pathlib
 import re
@@ -130,8 +131,11 @@ class SetTest(unittest.TestCase):
             return isinstance(self.call("GetCalls", ""), list)
         wait(is_there)
 
-    def stop(self, number=signal.SIGTERM, status=0):
-        self.set.send_signal(number)
+    def stop(self, status=0):
+        self.set.terminate()
+        self.see_end(status)
+
+    def see_end(self, status):
         process, self.set = self.set, None
         self.assertEqual((process.wait(30), text_of("out")), (status, ""), text_of("err"))
         self.assertFalse([line for line in LINES if os.path.islink(line)])
@@ -175,20 +179,16 @@ class SetTest(unittest.TestCase):
         return os.open(line, os.O_RDWR | os.O_NOCTTY)
 
     def write(self, line, data):
-        file = self.open(line)
-        self.assertEqual(os.write(file, data), len(data))
-        os.close(file)
+        pathlib.Path(line).write_bytes(data)
 
     def read(self, line, count):
         """Up to so many bytes, fewer where it hangs up or nothing comes."""
         file = line if isinstance(line, int) else self.open(line)
         data, part = b"", b"."
-        while part and len(data) < count and select.select([file], [], [], 20)[0]:
-            try:
+        with contextlib.suppress(OSError):  # of a terminal that hangs up
+            while part and len(data) < count and select.select([file], [], [], 20)[0]:
                 part = os.read(file, count - len(data))
-            except OSError:  # a terminal that hangs up
-                part = b""
-            data += part
+                data += part
         if file != line:
             os.close(file)
         return data

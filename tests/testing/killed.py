@@ -1,8 +1,4 @@
-"""The tests of the pytest plugin run it, and see what is left."""
-import os
-import signal
-
-
+# The tests of the pytest plugin run it, and see what is left.
 def test_killed(fa_set):
     fa_set.start(["sleep", "600"])
-    os.kill(os.getpid(), signal.SIGKILL)
+    fa_set.run(["sh", "-c", "kill -KILL $PPID"])

@@ -76,10 +76,10 @@ TEST(SetFixture, GivesEachTestOfAProcessAFreshSet)
 
 TEST(SetFixture, SaysWhyASetDoesNotStart)
 {
-    setenv("FA_PLATFORM_PROFILE", "/none", 1);
-    EXPECT_THAT([] { SimulatedSet(); },
+    EXPECT_THAT(([] {
+                    SimulatedSet({"--profile", "/none"});
+                }),
                 Fails("status 1\nfa-set-simulator: profile /none: No such"));
-    unsetenv("FA_PLATFORM_PROFILE");
     {
         const PrivateBus other;
         EXPECT_EQ(automation_close_ex_uart(), -1);

@@ -19,10 +19,9 @@ FUNCTION = HERE.parent.parent / "testing/fa_api-testing.cmake"
 
 def send(fa_set, data):
     # By the bus, as no application is needed for that.
-    fa_set.run(["gdbus", "call", "--address", fa_set.environment["DBUS_SYSTEM_BUS_ADDRESS"],
-                "--dest", "org.kavra.tv.automation-service", "--object-path", "/KVFacAutoObj",
-                "--method", "org.kavra.tv.automationservice.SendRjpData", str(len(data)),
-                str(list(data))])
+    fa_set.run(["gdbus", "call", "--system", "-d", "org.kavra.tv.automation-service",
+                "-o", "/KVFacAutoObj", "-m", "org.kavra.tv.automationservice.SendRjpData",
+                str(len(data)), str(list(data))])
 
 
 @pytest.mark.fa_set("--fault", "SendRjpData result 0 times 1")
