@@ -39,10 +39,10 @@ class Conversation(simulator.SetTest):
         # The service goes, and comes back.
         wait(lambda: owners.count(simulator.SERVICE) >= 2)
         self.check(("GetCalls", "", called))
-        told += self.call("CloseExUart"), text_of("profile")
-        self.take_announcements()
+        told.append(self.call("CloseExUart"))
+        wait(lambda: len(called) == len(told))
         self.stop()
-        return told, called
+        return told + [text_of("profile")], called
 
     def test_a_recording_is_played_back_as_it_was(self):
         told, called = self.converse("--scenario", HERE / "device.jsonl", "--record", "first")
