@@ -30,6 +30,7 @@ using Words = std::vector<std::string>;
 using Variables = std::initializer_list<const char*>;
 
 constexpr std::chrono::milliseconds kPause{1};
+constexpr std::chrono::milliseconds kPatience{20'000};
 constexpr std::chrono::milliseconds kTimeToEnd{2000};  // after a set has left the bus
 constexpr Variables kSetVariables = {"FA_SET_UART", "FA_SET_SS", "FA_SET_RJP", "FA_SET_EP",
                                      "FA_PLATFORM_PROFILE"};
@@ -53,12 +54,14 @@ public:
 
     // Waits until the variables are told, and returns their values.
     Words Values();
-    // Ends it and returns its exit status.
+    // Lets it end and returns its exit status.
     int End();
     // How it has ended, if it has within the time, and what it has written on standard error.
     std::string Account(std::chrono::milliseconds time = {});
 
 private:
+    // Lets it end for so long, and then makes it and its children end.
+    void Stop(std::chrono::milliseconds time);
     // Waits for the end for so long.
     bool HasEnded(std::chrono::milliseconds time);
 
@@ -105,7 +108,7 @@ HeldCommand::HeldCommand(Words command, Variables variables)
 
 HeldCommand::~HeldCommand()
 {
-    End();
+    Stop({});
     close(output_);
     close(errors_);
 }
@@ -119,7 +122,6 @@ Words HeldCommand::Values()
             end - std::chrono::steady_clock::now());
         pollfd readable{output_, POLLIN, 0};
         if (left.count() <= 0 || poll(&readable, 1, static_cast<int>(left.count())) == 0) {
-            kill(process_, SIGTERM);
             throw SetFailure(name_ + " is not ready after " + Deadline() + Account());
         }
         char byte = 0;
@@ -139,14 +141,22 @@ Words HeldCommand::Values()
 
 int HeldCommand::End()
 {
+    Stop(std::max(SimulatedSet::deadline, kPatience));  // which a test may have made short
+    return status_;
+}
+
+void HeldCommand::Stop(std::chrono::milliseconds time)
+{
     if (input_ >= 0) {
         close(std::exchange(input_, -1));
     }
-    if (!HasEnded(SimulatedSet::deadline)) {
-        kill(process_, SIGKILL);
-        HasEnded(std::chrono::hours(1));
+    if (!HasEnded(time)) {
+        kill(-process_, SIGTERM);
+        if (!HasEnded(kTimeToEnd)) {
+            kill(-process_, SIGKILL);
+            HasEnded(std::chrono::hours(1));
+        }
     }
-    return status_;
 }
 
 bool HeldCommand::HasEnded(std::chrono::milliseconds time)
@@ -255,7 +265,7 @@ Words RunCommand(const Words& options)
 
 }  // namespace
 
-std::chrono::milliseconds SimulatedSet::deadline{20'000};
+std::chrono::milliseconds SimulatedSet::deadline{kPatience};
 
 class SimulatedSet::Process
 {

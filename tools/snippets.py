@@ -28,6 +28,7 @@ import pty
 import re
 import select
 import shutil
+import signal
 import subprocess
 import sys
 import threading
@@ -102,7 +103,7 @@ class Page:
                                    stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                    stderr=subprocess.STDOUT if word == "until" else
                                    subprocess.PIPE,
-                                   encoding="utf-8")
+                                   encoding="utf-8", start_new_session=word == "until")
         if word == "until":
             self.beside = process, ""
             limit = threading.Timer(PATIENCE, process.kill)
@@ -204,7 +205,7 @@ def run_page(path, environment, installed, counts):
         return False
     finally:
         if page.beside:
-            page.beside[0].kill()
+            os.killpg(page.beside[0].pid, signal.SIGTERM)
     return True
 
 
