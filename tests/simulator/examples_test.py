@@ -55,9 +55,8 @@ class Examples(simulator.SetTest):
 
     def test_the_platform_log_of_a_command_goes_where_it_should(self):
         for option, inherited in ("--log-priority E", "V"), ("", "E"):
-            self.run_program(1, failed(1), "",
-                             "run -q -f 'ExecuteCommand error' --log log "
-                             f"{option} env -C / {CONVERSATION}",
+            words = f"run -q -f 'ExecuteCommand error' --log log {option} env -C / {CONVERSATION}"
+            self.run_program(1, failed(1), "", words,
                              env=os.environ | {"FA_PLATFORM_LOG_PRIORITY": inherited})
             self.assertRegex(text_of("log"), r"\A(E/FA_API: .*\n)+\Z")
 

@@ -122,8 +122,7 @@ class Lines(simulator.SetTest):
 
     def test_unread_bytes_wait_up_to_a_megabyte(self):
         self.start("--quiet")
-        accepted = b""
-        part = pattern(8192)
+        accepted, part = b"", pattern(8192)
         sending = GLib.Variant("(iau)", (len(part), list(part)))
         while len(accepted) < 3_000_000 and self.call("SendRjpData", sending):
             accepted += part
@@ -170,8 +169,8 @@ class Lines(simulator.SetTest):
         program, other = self.open("ss"), self.open("ss")
         fcntl.ioctl(program, termios.TIOCEXCL)
         os.close(program)
-        get_exclusive = 0x80045440  # TIOCGEXCL
-        wait(lambda: fcntl.ioctl(other, get_exclusive, b"yes?") == bytes(4))
+        # The request is TIOCGEXCL.
+        wait(lambda: fcntl.ioctl(other, 0x80045440, b"yes?") == bytes(4))
         os.close(other)
         # A link of a set that lives, on this bus or on another.
         for words in "-q -l rjp=rjp", "run -q -l rjp=rjp true":

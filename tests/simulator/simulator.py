@@ -8,7 +8,6 @@ import pathlib
 import re
 import select
 import shlex
-import signal
 import subprocess
 import sys
 import tempfile

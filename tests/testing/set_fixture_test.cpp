@@ -99,8 +99,7 @@ TEST(SetFixture, SaysWhatIsWrong)
     fa::SetLine rjp = set.OpenLine("rjp");
     fa::SetLine uart = set.OpenLine("uart");
     EXPECT_EQ(automation_close_ex_uart(), 0);
-    EXPECT_THAT([&] { uart.Read(1); },
-                Fails("uart: read 0 of 1 bytes, then the set closed the line"));
+    EXPECT_THAT([&] { uart.Read(1); }, Fails("uart: read 0 of 1 bytes, then the set closed"));
     EXPECT_EQ(automation_send_rjp_data(Bytes{2}.data(), 1), 0);
     SimulatedSet::deadline = std::chrono::milliseconds(500);
     EXPECT_THAT([&] { rjp.Read(2); }, Fails("rjp: read 1 of 2 bytes, no more in 500 ms: 02"));

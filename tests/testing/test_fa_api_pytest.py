@@ -14,7 +14,6 @@ from fa_api_pytest import SetFailure, SimulatedSet
 
 pytest_plugins = ["pytester"]
 HERE = pathlib.Path(__file__).parent
-FUNCTION = HERE.parent.parent / "testing/fa_api-testing.cmake"
 
 
 def send(fa_set, data):
@@ -116,14 +115,13 @@ def test_a_failure_of_the_set_fails_the_test(pytester):
 
 
 def test_ctest_shows_how_a_program_and_its_set_end(tmp_path):
-    cmake = ["cmake", "-S", HERE / "set_tests", "-B", tmp_path, f"-DFUNCTION={FUNCTION}",
+    cmake = ["cmake", "-S", HERE / "set_tests", "-B", tmp_path,
              f"-DFA_API_SET_SIMULATOR={os.environ['FA_SET_SIMULATOR']}"]
     for wrong in "SCENARIO", "PROFILE;none.ini", "TIMEOUT;0.5", "FAULT;all":
         done = subprocess.run([*cmake, f"-DWRONG={wrong}"], check=False, stderr=subprocess.PIPE)
         assert b"fa_api_add_set_test" in done.stderr
     subprocess.run([*cmake, "-DWRONG="], check=True, stdout=subprocess.DEVNULL)
-    done = subprocess.run(["ctest", "-V"], cwd=tmp_path, check=False, stdout=subprocess.PIPE,
-                          encoding="utf-8")
+    done = subprocess.run(["ctest", "-V"], cwd=tmp_path, capture_output=True, encoding="utf-8")
     told = re.findall(r"Start \d+: (\w+)$(.*?)(?=^ +Start|\Z)", done.stdout, re.S | re.M)
     assert [name for name, text in told if "Passed" in text] == ["passes"]
     reasons = {"passes": "two words", "fails": "***Failed", "crashes": "Segmentation fault",
