@@ -61,6 +61,7 @@ class Conversation(simulator.SetTest):
                                     "NameOwnerChanged",
                                     GLib.Variant("(sss)", (simulator.SERVICE, "", ":1.9")))
         told, _ = self.converse("--scenario", HERE / "device.jsonl")
+        wait(lambda: text_of("captured").count('"left"') == 2)
         capture.send_signal(signal.SIGINT)
         self.assertEqual(capture.wait(), 0)
         # The service comes and goes; what goes over the lines, and why, is not heard.

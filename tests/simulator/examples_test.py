@@ -4,7 +4,7 @@ import pathlib
 import re
 
 import simulator
-from simulator import HERE, text_of, without_times
+from simulator import HERE, text_of, wait, without_times
 
 EXAMPLES = os.environ["EXAMPLES"]
 CONVERSATION = EXAMPLES + "/fa-conversation"
@@ -25,6 +25,7 @@ class Examples(simulator.SetTest):
         self.assertIn("listening", capture.stderr.readline())
         bus = os.environ["DBUS_SYSTEM_BUS_ADDRESS"]
         self.run_program(0, SHOWN, LOG, f"run -q --bus {bus} --record recorded {CONVERSATION}")
+        wait(lambda: '"left"' in text_of("captured"))
         capture.terminate()
         self.assertEqual(capture.wait(), 0)
         # The recording is the device, so the program finds files where the lines were.

@@ -124,11 +124,8 @@ class SetTest(unittest.TestCase):
         words = ["--gap", "1", *(word for line in LINES for word in ("-l", f"{line}={line}"))]
         with open("out", "w") as out, open("err", "w") as err:
             self.set = self.spawn(*words, *options, stdout=out, stderr=err)
-
-        def is_there():
-            self.assertIsNone(self.set.poll(), text_of("err"))
-            return isinstance(self.call("GetCalls", ""), list)
-        wait(is_there)
+        wait(lambda: self.set.poll() is not None or isinstance(self.call("GetCalls", ""), list))
+        self.assertIsNone(self.set.poll(), text_of("err"))
 
     def stop(self, status=0):
         self.set.terminate()
