@@ -89,8 +89,7 @@ private:
         }
         Event& event = Append(Event::Kind::kCall);
         event.method = name;
-        event.arguments =
-            body != nullptr ? Own(g_variant_ref(body)) : Own(g_variant_new_tuple(nullptr, 0));
+        event.arguments = Own(body != nullptr ? body : g_variant_new_tuple(nullptr, 0));
         if ((g_dbus_message_get_flags(message) & G_DBUS_MESSAGE_FLAGS_NO_REPLY_EXPECTED) == 0) {
             pending_.back()->open = true;
             calls_[{g_dbus_message_get_sender(message), g_dbus_message_get_serial(message)}] =
