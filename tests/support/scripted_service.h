@@ -87,8 +87,9 @@ private:
                 refuses ? g_dbus_message_new_method_error_literal(message, "test.Refused", text + 1)
                         : g_dbus_message_new_method_reply(message);
             if (!refuses) {
-                g_dbus_message_set_body(reply,
-                                        g_variant_parse(nullptr, text, nullptr, nullptr, nullptr));
+                g_autoptr(GVariant) given =
+                    g_variant_parse(nullptr, text, nullptr, nullptr, nullptr);
+                g_dbus_message_set_body(reply, given);
             }
             g_dbus_connection_send_message(connection, reply, G_DBUS_SEND_MESSAGE_FLAGS_NONE,
                                            nullptr, nullptr);
