@@ -145,8 +145,10 @@ TEST_F(ConnectionTest, CallbacksArriveInTheContextOfTheFirstCaller)
         std::thread([] { EXPECT_EQ(automation_register_callback_ep_protocol(Receive), 0); }).join();
         Restart();
         service.Emit("ep_handler");
-        EXPECT_EQ(FailuresOf(4, 4), 0);
         Iterate();
+        EXPECT_EQ(FailuresOf(4, 4), 0);
+        AwaitLibrary();
+        EXPECT_FALSE(g_main_context_pending(nullptr));
         EXPECT_TRUE(received.empty());
         while (received.empty()) {
             g_main_context_iteration(context, TRUE);

@@ -96,6 +96,19 @@ class Story(Case):
         self.assertEqual(shown + "-\n" + summed, (HERE / "story.txt").read_text("utf-8"))
         self.assertLessEqual(max(map(len, summed.splitlines())), 80)
 
+    def test_what_is_outside(self):
+        """Of the values 4, 5 and 6, those that a limit of each kind does not allow."""
+        lines = {"5": "value 1: 4, value 3: 6; limit 5",
+                 "5!=": "value 2: 5; limit not 5",
+                 "5>=": "value 1: 4; limit >= 5",
+                 "5<=": "value 3: 6; limit <= 5",
+                 "5>": "value 1: 4, value 2: 5; limit > 5",
+                 "5<": "value 2: 5, value 3: 6; limit < 5",
+                 "5~5": "value 1: 4, value 3: 6; limit 5 to 5",
+                 "4,4,7": "value 2: 5 for 4, value 3: 6 for 7; limit a list"}
+        self.write("run", report("U", "2", "fail", [item("A", "fail", spec, "4,5,6") for spec in lines]))
+        self.assertEqual(re.findall("outside: (.*)", self.call("show", "run", status=1)), list(lines.values()))
+
     def test_statuses(self):
         for status, calls in [
                 (0, "show a/1.txt, summary ., table ., page ., --version, --help"),

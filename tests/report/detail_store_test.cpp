@@ -33,7 +33,9 @@ TEST(DetailStore, KeepsLogsAndPrintsOneTextForEachCodePair)
     } rows[] = {
         {true, 0x80, 0x01, "a,b", "a.b"},
         {true, 0x80, 0x01, ",%s", "a.b.%s"},
+        {true, 0x00, 0x01, "low", "low"},
         {false, 0x01, 0x80, "old", "old"},
+        {true, 0x01, 0x00, "low", "low"},
         {false, 0x01, 0x80, "new,", "new."},
         {true, 0xFF, 0x00, "", "unknown"},
         {false, 0x01, 0x80, "", "new."},

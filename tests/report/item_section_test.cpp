@@ -70,6 +70,7 @@ TEST(ItemSection, LinesAtTheirEdges)
         {D, "spec=-1 spectype=2", "spec=odd, = text", "odd, = text"},
         {D, "spec=7 spectype=2", "spec=" + full + "~!!!", full},
         {D, "spec=1 spectype=-1", "spec="},
+        {D, "datatype=2 datalength=1 spec=1 spectype=4", "data=left over|spec="},
         {D, "spec=8 specs=21", "spec=1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20"},
         {S, "spec=8 specs=13", thirteen},
         {S, "spec=8 specs=14", thirteen + "\n    14..."},
