@@ -85,21 +85,21 @@ void Histogram::Merge(const Histogram& other)
     }
 }
 
-// Where the place begins that holds the number which this share of all is not above.
-std::int64_t Histogram::NumberAt(double share) const
+// Where the places begin that hold the lowest and the highest number of all but half a percent on
+// each side.
+Histogram::Range Histogram::Most() const
 {
-    double all = 0;
+    std::uint64_t all = 0;
     for (const Place& place : places_) {
-        all += static_cast<double>(place.count);
+        all += place.count;
     }
-    double before = 0;
-    for (const Place& place : places_) {
-        before += static_cast<double>(place.count);
-        if (before >= share * all) {
-            return place.index * width_;
+    const auto end = [few = all / 200, this](auto place) {
+        for (std::uint64_t before = place->count; before <= few; before += place->count) {
+            ++place;
         }
-    }
-    return places_.back().index * width_;
+        return place->index * width_;
+    };
+    return {end(places_.begin()), end(places_.rbegin())};
 }
 
 Bars Histogram::ToBars(SpecKind kind, std::int64_t lowLimit, std::int64_t highLimit) const
@@ -123,7 +123,7 @@ Bars Histogram::ToBars(SpecKind kind, std::int64_t lowLimit, std::int64_t highLi
         return Range{std::min({range.from, low, high}), std::max({range.to, low, high})};
     };
     const Range all = {places_.front().index * width_, places_.back().index * width_};
-    const Range most = {NumberAt(0.005), NumberAt(0.995)};  // all but a few far away
+    const Range most = Most();  // all but a few far away
     const std::int64_t narrowest = std::max(width_, step);
     const auto barsOf = [](const Range& range, std::int64_t width) {
         return FloorOf(range.to, width) - FloorOf(range.from, width) + 1;

@@ -57,7 +57,7 @@ private:
 
     void Count(std::int64_t index, std::uint64_t count);
     void Widen();
-    std::int64_t NumberAt(double share) const;
+    Range Most() const;
 
     std::vector<Place> places_;  // by index
     std::int64_t width_ = 1;     // of a place: 1, 5, 10, 50, 100, ...

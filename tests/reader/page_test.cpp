@@ -25,9 +25,10 @@ TEST(PageTest, BarsShowEveryNumberAndTheLimits)
         std::normal_distribution<double> normal(round % 3 * 40 - 40, deviation);
         const auto draw = [&] { return std::llround(normal(random)) * step; };
         std::vector<std::int64_t> numbers;
-        std::generate_n(std::back_inserter(numbers), 1 + round * 10, draw);
+        std::generate_n(std::back_inserter(numbers), std::max(1, round * 10), draw);
         const bool farAway = round >= 200;
-        numbers[0] = farAway ? 999'999'900 : numbers[0];
+        std::fill_n(numbers.begin(), farAway ? numbers.size() / 200 : 0,
+                    round % 40 == 0 ? -999'999'900 : 999'999'900);
         const auto kind = static_cast<SpecKind>(2 + round % 5);
         const std::int64_t low = draw() - step / 2;
         const std::int64_t high = round % 50 == 0 ? 99'999'999'900 : low + std::abs(draw()) * 3;
