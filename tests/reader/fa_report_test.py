@@ -96,18 +96,28 @@ class Story(Case):
         self.assertEqual(shown + "-\n" + summed, (HERE / "story.txt").read_text("utf-8"))
         self.assertLessEqual(max(map(len, summed.splitlines())), 80)
 
-    def test_what_is_outside(self):
-        """Of the values 4, 5 and 6, those that a limit of each kind does not allow."""
-        lines = {"5": "value 1: 4, value 3: 6; limit 5",
-                 "5!=": "value 2: 5; limit not 5",
-                 "5>=": "value 1: 4; limit >= 5",
-                 "5<=": "value 3: 6; limit <= 5",
-                 "5>": "value 1: 4, value 2: 5; limit > 5",
-                 "5<": "value 2: 5, value 3: 6; limit < 5",
-                 "5~5": "value 1: 4, value 3: 6; limit 5 to 5",
-                 "4,4,7": "value 2: 5 for 4, value 3: 6 for 7; limit a list"}
-        self.write("run", report("U", "2", "fail", [item("A", "fail", spec, "4,5,6") for spec in lines]))
-        self.assertEqual(re.findall("outside: (.*)", self.call("show", "run", status=1)), list(lines.values()))
+    def test_why_items_failed(self):
+        """What each limit does not allow of the values 4, 5 and 6, and all else that is told."""
+        def fail(spec, measure="4,5,6", **others):
+            return item("A", "fail", spec, measure, **others)
+        eight = ", ".join(f"value {n}: 0" for n in range(1, 9))
+        told = [(fail("5"), "outside: value 1: 4, value 3: 6; limit 5\ndata: line-3"),
+                (fail("5!="), "outside: value 2: 5; limit not 5"),
+                (fail("5>="), "outside: value 1: 4; limit >= 5"),
+                (fail("5<="), "outside: value 3: 6; limit <= 5"),
+                (fail("5>"), "outside: value 1: 4, value 2: 5; limit > 5"),
+                (fail("5<"), "outside: value 2: 5, value 3: 6; limit < 5"),
+                (fail("5~5"), "outside: value 1: 4, value 3: 6; limit 5 to 5"),
+                (fail("4,4,7", labels="080007"), "outside: value 2: 5 for 4, PC 6 for 7; limit a list"),
+                (fail("1", "0" + 8 * ",0"), f"outside: {eight} and 1 more; limit 1"),
+                (fail("", "\nskip=HDMI1,\nerror=PC"), "nothing measured\nin error: PC\nleft out: HDMI1, (no name)"),
+                (fail(None, wrong=["data"]), "its record is wrong, the data"),
+                (fail(None, wrong=["spec", "list"]), "its record is wrong, the specification, the list of sub-items"),
+                (item("B", retries=1), "\nPassed on a retry (with how many):\n013 B, 0x10 01: 1\n")]
+        items = [one for one, _ in told]
+        self.write("run", report("U", "2", "fail", items).replace("imqs=I\n", "imqs=I\ndata=line-3\n", 1))
+        shown = re.sub("^ +(... A, 0x10 01\n)?", "", self.call("show", "run", status=1), flags=re.M)
+        self.assertIn("Failed:\n" + "\n".join(text for _, text in told) + "\nInformation:", shown)
 
     def test_statuses(self):
         for status, calls in [
