@@ -147,7 +147,6 @@ TEST_F(ConnectionTest, CallbacksArriveInTheContextOfTheFirstCaller)
         service.Emit("ep_handler");
         Iterate();
         EXPECT_EQ(FailuresOf(4, 4), 0);
-        AwaitLibrary();
         EXPECT_FALSE(g_main_context_pending(nullptr));
         EXPECT_TRUE(received.empty());
         while (received.empty()) {

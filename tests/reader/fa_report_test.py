@@ -98,9 +98,7 @@ class Story(Case):
 
     def test_why_items_failed(self):
         """What each limit does not allow of the values 4, 5 and 6, and all else that is told."""
-        def fail(spec, measure="4,5,6", **others):
-            return item("A", "fail", spec, measure, **others)
-        eight = ", ".join(f"value {n}: 0" for n in range(1, 9))
+        fail = lambda spec, measure="4,5,6", **others: item("A", "fail", spec, measure, **others)
         told = [(fail("5"), "outside: value 1: 4, value 3: 6; limit 5\ndata: line-3"),
                 (fail("5!="), "outside: value 2: 5; limit not 5"),
                 (fail("5>="), "outside: value 1: 4; limit >= 5"),
@@ -109,15 +107,17 @@ class Story(Case):
                 (fail("5<"), "outside: value 2: 5, value 3: 6; limit < 5"),
                 (fail("5~5"), "outside: value 1: 4, value 3: 6; limit 5 to 5"),
                 (fail("4,4,7", labels="080007"), "outside: value 2: 5 for 4, PC 6 for 7; limit a list"),
-                (fail("1", "0" + 8 * ",0"), f"outside: {eight} and 1 more; limit 1"),
+                (fail("1", "0" + 8 * ",0"), "outside: value 1: 0, value 2: 0, value 3: 0, value 4: 0, "
+                 "value 5: 0, value 6: 0, value 7: 0, value 8: 0 and 1 more; limit 1"),
                 (fail("", "\nskip=HDMI1,\nerror=PC"), "nothing measured\nin error: PC\nleft out: HDMI1, (no name)"),
-                (fail(None, wrong=["data"]), "its record is wrong, the data"),
-                (fail(None, wrong=["spec", "list"]), "its record is wrong, the specification, the list of sub-items"),
-                (item("B", retries=1), "\nPassed on a retry (with how many):\n013 B, 0x10 01: 1\n")]
+                (fail(None, wrong=["data", "list"]), "its record is wrong, the data, the list of sub-items"),
+                (item("Z", retries=1), "\nPassed on a retry (with how many):\n012 Z, 0x10 01: 1\n")]
         items = [one for one, _ in told]
         self.write("run", report("U", "2", "fail", items).replace("imqs=I\n", "imqs=I\ndata=line-3\n", 1))
         shown = re.sub("^ +(... A, 0x10 01\n)?", "", self.call("show", "run", status=1), flags=re.M)
         self.assertIn("Failed:\n" + "\n".join(text for _, text in told) + "\nInformation:", shown)
+        self.assertIn(',8,A,16,1,fail,35,0,2,,0,5,5,list,,,4\r\n', self.call("table", "run"))
+        self.assertIn('"name" : "A"', self.call("summary", "-j", "run"))  # of an item with two names
 
     def test_statuses(self):
         for status, calls in [
@@ -321,12 +321,13 @@ class Numbers(Case):
     def test_few_values(self):
         """An index takes 30 values."""
         for n in range(30):
-            self.write(f"{n:02}", report("U", f"202602{n + 1:02}000000", "pass", [item("A", "pass", "0~9", n % 3)]))
+            self.write(f"{n:02}", report("U", f"202602{n + 1:02}{n % 25:02}0000", "pass", [item("A", "pass", "0~9", n % 3)]))
             summary = json.loads(self.call("summary", "-j", "."))
             value, = summary["values"]
             self.assertEqual(["cpk" in value, value["deviation"] is None], [n == 29, n == 0])
-            self.assertEqual(summary["without_start_time"], max(0, n - 27))
+            self.assertEqual(summary["without_start_time"], (n >= 24) + max(0, n - 27))
             self.assertIsNone(summary["items"][0]["share"])
+        self.assertIn("taken as a unit's first: 3 runs\n", self.call("summary", "."))
 
 
 class Hostile(Case):
@@ -357,7 +358,7 @@ class JUnit(Case):
         """Valid against the schema, and every case and count what the report says, whatever its texts hold."""
         hostile = b"</testcase>\"'&<b>]]>\xff\x01\xef\xbf\xbf".decode("utf-8", "surrogateescape")
         text = "</testcase>\"'&<b>]]>" + 3 * "\ufffd"
-        measured = dict(spec="1.00<=", measure="2.50", duration=61250)
+        measured = dict(spec="1.00<=", measure="2.50", duration=61025)
         passed = item(hostile, **measured)
         failed = item(hostile, "fail", failed=f"normal;1;2;3^{hostile}^", **measured)
         none = item(hostile, None)
@@ -382,8 +383,9 @@ class JUnit(Case):
             cases = suite.findall("testcase")
             self.assertEqual([case[0].tag if len(case) else None for case in cases], kinds)
             self.assertEqual([cases[0].get(name) for name in ("classname", "name", "time")],
-                             ["M<1>", text + ", 0x10 01", "61.250"])
+                             ["M<1>", text + ", 0x10 01", "61.025"])
             for failure in suite.iter("failure"):
+                self.assertRegex(failure.get("message"), "^noted: .*; detail: .*; outside: ")
                 for part in ("normal;1;2;3", text, "2.50", "<= 1.00"):
                     self.assertIn(part, failure.get("message"))
                     self.assertIn(part, failure.text)
