@@ -158,6 +158,7 @@ class Story(Case):
                        [item("A", "pass", "1", "1")]) for n in range(110)]
         self.write("days.txt", *days, *days)
         whole = self.call("table", ".").splitlines()
+        self.assertEqual({row[:9] for row in whole if row[2] in "bc"}, {"./b.txt,1", "./b.txt,2", "./c.txt,1"})
         for _ in range(2):
             self.call("table", "-p", "day", "-o", "out", ".")
         parts = {path.parent.name: path.read_text().splitlines()
@@ -328,6 +329,19 @@ class Numbers(Case):
             self.assertEqual(summary["without_start_time"], (n >= 24) + max(0, n - 27))
             self.assertIsNone(summary["items"][0]["share"])
         self.assertIn("taken as a unit's first: 3 runs\n", self.call("summary", "."))
+
+
+    def test_ten_rows(self):
+        """What a terminal shows of more, and in which order."""
+        for count in (10, 12):
+            for n in range(36):
+                items = [item(f"I{k}", "pass", "0~99", n % 3 + k, (1, k), retries=int(n <= k)) for k in range(count)]
+                self.write(str(n), report(f"U{n}", "20261117000000", "pass", items, str(n % count)))
+            text = self.call("summary", "--by", "mm", ".")
+            self.assertEqual(text.count("  and 2 more (--json has all)"), 4 if count > 10 else 0)
+            self.assertEqual("farthest from its limits:\n  I11, " in text, count > 10)
+            retried = text.partition("on a retry")[2].partition("Measured")[0]
+            self.assertEqual(re.findall(r"^  I(\d+), ", retried, re.M), [str(count - 1 - k) for k in range(10)])
 
 
 class Hostile(Case):

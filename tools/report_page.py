@@ -1,6 +1,7 @@
+#!/usr/bin/env python3
 """Checks that the reports shown in a page are what the example really writes.
 
-usage: report_page_test.py EXAMPLE PAGE [--update]    (--update writes them into the page instead)
+usage: tools/report_page.py EXAMPLE PAGE [--update]    (--update writes them into the page instead)
 """
 import difflib
 import os
