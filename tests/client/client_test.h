@@ -2,10 +2,6 @@
 #pragma once
 
 #include <fa_api/automation_api.h>
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
 
 #include "support/observed_library.h"
 #include "support/platform_log.h"

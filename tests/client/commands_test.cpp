@@ -5,12 +5,7 @@
 #include <sys/mman.h>
 
 #include <deque>
-#include <functional>
 #include <numeric>
-#include <optional>
-#include <sstream>
-#include <utility>
-#include <vector>
 
 #include "client/client_test.h"
 #include "support/scripted_platform.h"

@@ -1,12 +1,9 @@
 // What takes threads, restarts or a look at the bus to show: who makes the connection, through
 // which proxy calls go, and where callbacks arrive. Nothing here iterates the main context that the
 // library's callbacks arrive in, except where it says so.
-#include <algorithm>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <thread>
-#include <vector>
 
 #include "client/client_test.h"
 

@@ -1,8 +1,6 @@
 // Data that arrives on the serial protocols: registered for, announced, fetched, handed over. What
 // is done and what happens then is told by the stories of protocol_events.txt, each of which goes
 // for each of the three protocols, whose names are rows.
-#include <fstream>
-#include <map>
 
 #include "client/client_test.h"
 

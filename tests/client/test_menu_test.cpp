@@ -2,9 +2,6 @@
 // typed once its prompt is there; and through a stream, as a script drives them.
 #include <dlfcn.h>
 #include <fa_api/automation_api.h>
-#include <gtest/gtest.h>
-
-#include <regex>
 
 #include "support/platform_log.h"
 #include "support/session.h"

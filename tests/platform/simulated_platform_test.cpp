@@ -13,11 +13,8 @@
 #include <fa_platform/video_enhance.h>
 #include <fcntl.h>
 #include <glib.h>
-#include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <array>
-#include <fstream>
 #include <random>
 #include <set>
 

@@ -3,11 +3,9 @@
 
 #include <fa_api/InspectionLogger.h>
 #include <fa_platform/simulation.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 
 #include <climits>
-#include <fstream>
 #include <random>
 
 #include "PelkoAppClientLogger/sub_item_names.h"

@@ -1,9 +1,7 @@
 // The section of one item: which lines there are, what they are made of, and the notes of failed
 // items.
-#include <gtest/gtest.h>
 
 #include <climits>
-#include <fstream>
 
 #include "support/records.h"
 #include "support/trace.h"

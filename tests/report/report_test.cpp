@@ -4,9 +4,7 @@
 #include <fa_api/InspectionLogger.h>
 
 #include <clocale>
-#include <fstream>
 #include <locale>
-#include <sstream>
 
 #include "support/platform_log.h"
 #include "support/printed.h"

@@ -2,9 +2,6 @@
 
 #include <dlfcn.h>
 
-#include <cstring>
-#include <utility>
-
 #include "support/trace.h"
 
 ObservedLibrary library;

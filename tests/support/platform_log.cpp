@@ -3,14 +3,8 @@
 #include <fa_platform/dlog.h>
 #include <glib.h>
 
-#include <cstdarg>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <mutex>
-#include <regex>
 #include <tuple>
-#include <utility>
 
 static std::recursive_mutex mutex;
 static std::function<void(const std::string&)> watch;

@@ -1,9 +1,6 @@
 // The platform log, in the platform's place.
 #pragma once
 
-#include <functional>
-#include <string>
-
 #include "support/trace.h"
 
 // A log line is noted as "D control_calls automation_close_ex_uart: OK retVal[1]": the priority's

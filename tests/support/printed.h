@@ -1,11 +1,7 @@
 // What the library prints on standard output.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <regex>
 
 #include "support/trace.h"
 

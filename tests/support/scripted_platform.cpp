@@ -6,12 +6,8 @@
 #include <fa_platform/factory.h>
 #include <fa_platform/system_info.h>
 #include <fa_platform/video_enhance.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 
 #include "support/platform_log.h"

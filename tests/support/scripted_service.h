@@ -1,10 +1,6 @@
 // An automation service that answers as a test scripts it.
 #pragma once
 
-#include <map>
-#include <mutex>
-#include <string>
-
 #include "support/private_bus.h"
 #include "support/trace.h"
 

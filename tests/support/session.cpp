@@ -1,15 +1,11 @@
 #include "support/session.h"
 
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <sstream>
 
 #include "support/trace.h"
 

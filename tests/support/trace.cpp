@@ -2,12 +2,6 @@
 
 #include <glib.h>
 
-#include <cstdarg>
-#include <fstream>
-#include <mutex>
-#include <sstream>
-#include <utility>
-
 static std::mutex mutex;
 static std::string trace;
 

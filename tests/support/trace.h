@@ -1,10 +1,23 @@
 // What happens in a test, line by line and in its order: log lines, queries of the platform, what a
-// service receives, and notes of the test's own.
+// service receives, and notes of the test's own; with it come the headers that most tests need.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <regex>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 void Note(const std::string& line);
