@@ -57,12 +57,13 @@ std::optional<Rule> Rules::Take(Condition condition)
     std::optional<Rule> taken;
     for (Rule& rule : rules_) {
         if (!condition(rule) || ++rule.seen <= rule.skip || taken ||
-            (rule.times != 0 && rule.used == rule.times) ||
-            (rule.chance < 1 && std::uniform_real_distribution<>()(random_) >= rule.chance)) {
+            (rule.times != 0 && rule.used == rule.times)) {
             continue;
         }
         ++rule.used;
-        taken = rule;
+        if (rule.chance == 1 || std::uniform_real_distribution<>()(random_) < rule.chance) {
+            taken = rule;
+        }
     }
     return taken;
 }
