@@ -193,10 +193,19 @@ std::string HeldCommand::Account(std::chrono::milliseconds time)
 
 constexpr char kReplyTimeout[] = "--reply-timeout";
 
+// The option's value is the next word, or follows a "=".
 std::string ReplyTimeout(const Words& options)
 {
-    const auto option = std::find(options.begin(), options.end(), kReplyTimeout);
-    return option != options.end() && option + 1 != options.end() ? option[1] : "";
+    const std::string assigned = std::string(kReplyTimeout) + "=";
+    for (auto option = options.begin(); option != options.end(); ++option) {
+        if (*option == kReplyTimeout && option + 1 != options.end()) {
+            return option[1];
+        }
+        if (option->rfind(assigned, 0) == 0) {
+            return option->substr(assigned.size());
+        }
+    }
+    return "";
 }
 
 // The private bus of all sets of this process. It ends with the process, as the client's connection

@@ -71,6 +71,7 @@ TEST(SetFixture, GivesEachTestOfAProcessAFreshSet)
     }
     EXPECT_STREQ(getenv("FA_SET_SS"), "/earlier");
     EXPECT_EQ(getenv("FA_SET_RJP"), nullptr);
+    EXPECT_EQ(SimulatedSet({"--reply-timeout=1000"}).Finish(), 0);
     EXPECT_THAT([] { SimulatedSet(); }, Fails("give them the same --reply-timeout"));
 }
 
