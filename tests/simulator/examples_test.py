@@ -40,8 +40,8 @@ class Examples(simulator.SetTest):
         for number, reason, words in (
                 (9, "", "-f 'SendRS232Ack result 0'"),
                 (8, "   the other end received: nothing\n", "env FA_SET_RJP=/dev/null"),
-                (6, "   no serial line in FA_SET_UART: is this run by fa-set-simulator?\n"
-                 "   the other end received: nothing\n", "env -u FA_SET_UART"),
+                (17, "   no serial line in FA_SET_EP: is this run by fa-set-simulator?\n"
+                 "   the callback received: nothing\n", "env -u FA_SET_EP"),
                 (2, "", "-f 'ExecuteCommandWithData error'"),
                 (1, "", "-f 'ExecuteCommand no-answer' --reply-timeout 300")):
             self.run_program(1, failed(number, reason), LOG, f"run -q {words} {CONVERSATION}")
@@ -56,10 +56,10 @@ class Examples(simulator.SetTest):
 
     def test_the_platform_log_of_a_command_goes_where_it_should(self):
         for option, inherited in ("--log-priority E", "V"), ("", "E"):
-            words = f"run -q -f 'ExecuteCommand error' --log log {option} env -C / {CONVERSATION}"
+            words = f"run -q -f 'all error' --log log {option} sh -c 'cd /; $0; $0' {CONVERSATION}"
             self.run_program(1, failed(1), "", words,
                              env=os.environ | {"FA_PLATFORM_LOG_PRIORITY": inherited})
-            self.assertRegex(text_of("log"), r"\A(E/FA_API: .*\n)+\Z")
+            self.assertRegex(text_of("log"), r"\A(E/FA_API: .*\n){4}\Z")
 
     def test_the_console_offers_its_dialogues(self):
         session = re.findall(r"([^{]+){(.*?)}", text_of(HERE / "console.txt"), re.S)
@@ -79,6 +79,12 @@ class Examples(simulator.SetTest):
             self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} --wrong")
         self.run_program(1, "Supply 5V", "cannot write nowhere/report-simple.txt: No such file",
                          f"run -q {EXAMPLES}/fa-inspection-run nowhere")
+
+    def test_runs_of_a_line_are_judged_by_the_limit_and_one_by_one(self):
+        self.assertEqual(os.system(f"{EXAMPLES}/fa-inspection-line . 40 1 2 .5 >out 2>&1"), 0)
+        reports = "".join(map(text_of, pathlib.Path(".").glob("run-*")))
+        told = re.findall(r"=(\w+)\n.*\n.*\n.*<=\nmeasure=0.(5[01])(?:\n.*){4}\^(.*)\^", reports)
+        self.assertEqual({*told}, {("pass", "50", ""), ("fail", "51", "takes too much in standby")})
 
 
 simulator.main()

@@ -74,7 +74,7 @@ class Lines(simulator.SetTest):
 
     def test_packets_stay_until_they_are_fetched(self):
         """What was not given away is announced again, until somebody has it; what was is not."""
-        self.start()
+        self.start("--record", "record")
         fetch = "GetEpProtocolData"
         self.write("ep", b"late")
         self.hear(("ep", 4))
@@ -88,6 +88,7 @@ class Lines(simulator.SetTest):
         self.check(("SetFault", "service", "leave", 50, 0, None))
         self.write("ep", b"away")
         self.hear(("ep", 4))
+        self.assertRegex(text_of("record"), r'"left"}\n(.*"in".*\n)*.*"joined"')
         self.check((fetch, packet(b"away")))
         # The other line's second announcement comes when one of this line would have been.
         self.write("ss", b"other")
@@ -153,9 +154,12 @@ class Lines(simulator.SetTest):
         # Opened again at once, it still has what nobody has read yet.
         self.check((send, 1, [5], 1), ("CloseExUart", 1), ("ChangeBaudRateExUart", 9600, 1))
         self.assertEqual(self.read("uart", 1), b"\5")
-        # Nobody reads the last ones, which is said.
-        self.check((send, 3, [6, 6, 6], 1), ("CloseExUart", 1))
-        wait(lambda: "line uart: nobody has read the last 3 bytes\n" in text_of("err"))
+        # Nobody reads the last ones, which is said; those of before are not among them.
+        for count in 99999, 3:
+            self.check(("ChangeBaudRateExUart", 9600, 1), (send, count, [6] * count, 1))
+            self.check(("CloseExUart", 1))
+            wait(lambda: not os.path.islink("uart"))
+        self.assertIn("line uart: nobody has read the last 3 bytes\n", text_of("err"))
 
     def test_lines_and_links_are_left_to_others(self):
         # A link that is somebody else's file, or leads elsewhere.

@@ -21,7 +21,7 @@ class Ends(simulator.SetTest):
         pathlib.Path("bin/dbus-daemon").write_text("#!/bin/sh\necho 'no bus today' >&2\nexit 1\n")
         pathlib.Path("bin/dbus-daemon").chmod(0o755)
         for row in (
-                (0, "", "", "run -q -- sh -c 'test -w $FA_SET_RJP -a -r $FA_PLATFORM_PROFILE'"),
+                (0, "", "", "run -q -l ss=a sh -c 'cd /; true <$FA_SET_SS <$FA_PLATFORM_PROFILE'"),
                 (7, "out\n", "err\n", "run -q sh -c 'echo out; echo err >&2; exit 7'"),
                 (0, "", "set: the service is on the bus\n", "run true"),
                 (0, "((0,),)\n", "",
@@ -73,7 +73,7 @@ class Ends(simulator.SetTest):
                 (2, "", "--timeout takes 0.001 to", "run --timeout -1 true"),
                 (2, "", "--bus needs an address", "run --bus '' true"),
                 (2, "", "Unknown option --scenario", "capture --scenario profile"),
-                (2, "", "--record would write over the", "--record profile --replay profile"),
+                (2, "", "--record would write over the", "--record ./profile --replay profile"),
                 (2, "", "--reply-timeout takes 1 to", "run --reply-timeout 0 true"),
                 (2, "", "--log-priority takes one of", "run --log-priority X true"),
                 (2, "", "are options of run", "--timeout 1"),

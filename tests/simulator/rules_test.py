@@ -100,7 +100,7 @@ class Rules(simulator.SetTest):
 {"method": "ExecuteCommand", "arguments": {"data0": 32, "data1": 3}, "skip": 2, "times": 1, \
 "error": "busy"}
 {"method": "ExecuteCommand", "arguments": {"data0": 32}, "result": 5}
-{"method": "ExecuteCommand", "times": 1, "result": 6, "in": {"ss": "01"}}
+{"method":"ExecuteCommand","arguments":{"data1":3},"skip":4,"times":1,"result":6,"in":{"ss":"01"}}
 {"method": "all", "result": 9}
 {"method": "SendRjpData", "arguments": {"pData": "01 *"}, "delay": 1}
 {"method": "GetSsProtocolData", "times": 1, "data": [5, 170, 511]}

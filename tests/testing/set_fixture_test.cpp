@@ -24,10 +24,12 @@ auto Fails(const char* text)
 }
 
 std::vector<Bytes> received;
+Bytes stream;
 
 void OnRjp(ProtocolData_s* data)
 {
     received.emplace_back(data->p_data, data->p_data + data->iSize);
+    stream.insert(stream.end(), received.back().begin(), received.back().end());
 }
 
 TEST(SetFixture, TalksOverLinesAndTellsTheCalls)
@@ -50,6 +52,11 @@ TEST(SetFixture, TalksOverLinesAndTellsTheCalls)
     EXPECT_EQ(set.Calls().size(), 5U);
     set.ForgetCalls();
     EXPECT_TRUE(set.Calls().empty());
+    // More than the line takes at once.
+    all.resize(1 << 17);
+    stream.clear();
+    rjp.Write(all);
+    EXPECT_TRUE(SimulatedSet::Wait([&] { return stream == all; }));
     EXPECT_EQ(set.Finish(), 0);
 }
 
