@@ -22,6 +22,7 @@ namespace
 constexpr std::size_t kMaxWaiting = 1U << 20U;
 constexpr guint kCloseStepMs = 10;
 constexpr int kCloseSteps = 100;
+constexpr std::size_t kTold = 4095;  // by a terminal at most, of bytes to be read; more may follow
 
 // Whether the device that the link was made for is still there. One of that name which is younger
 // than the link is another one.
@@ -203,7 +204,8 @@ void SerialLine::HangUp()
     if (state_ != State::kClosed) {
         const std::size_t unread = Unread();
         if (unread > 0) {
-            Say("line %s: nobody has read the last %zu bytes", name_.c_str(), unread);
+            Say("line %s: nobody has read the last %zu bytes%s", name_.c_str(), unread,
+                unread >= kTold ? " or more" : "");
         }
     }
     std::error_code error;
