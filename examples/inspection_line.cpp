@@ -155,7 +155,8 @@ private:
 
 int main(int argc, char** argv)
 {
-    if (argc < 2 || argc > 6 || argv[1][0] == '-') {
+    const int runs = argc > 2 ? std::atoi(argv[2]) : 200;
+    if (argc < 2 || argc > 6 || argv[1][0] == '-' || runs < 1) {
         const bool help = argc == 2 && (std::strcmp(argv[1], "--help") == 0 ||  //
                                         std::strcmp(argv[1], "-h") == 0);
         std::fprintf(
@@ -171,7 +172,6 @@ int main(int argc, char** argv)
             "wrong command line.\n");
         return help ? 0 : 2;
     }
-    const int runs = argc > 2 ? std::atoi(argv[2]) : 200;
     const auto seed = static_cast<unsigned int>(argc > 3 ? std::atoi(argv[3]) : 1);
     const int firstDay = argc > 4 ? std::atoi(argv[4]) : 2;
     Line line(seed, argc > 5 ? std::atof(argv[5]) : 0.41);

@@ -77,6 +77,7 @@ class Examples(simulator.SetTest):
             self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} --help")
             self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} -h")
             self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} --wrong")
+        self.run_program(2, "", "RUNS", f"run -q {EXAMPLES}/fa-inspection-line . none")
         self.run_program(1, "Supply 5V", "cannot write nowhere/report-simple.txt: No such file",
                          f"run -q {EXAMPLES}/fa-inspection-run nowhere")
 
