@@ -54,13 +54,13 @@ TEST_F(ConnectionTest, FirstCallsAtOnceMakeOneProxy)
 // Only while the shared proxy has not heard of a restart do calls and fetches go past it.
 TEST_F(ConnectionTest, CallsGoThroughTheSharedProxyAgainOnceItKnows)
 {
-    const auto callAndFetch = [](const std::string& pastCall, const std::string& pastFetch) {
+    const auto callAndFetch = [](const std::string& past, const std::string& released) {
         const std::string fetch = "protocol_events _autoamtion_signal_handler_ep: ";
         automation_copy_log_to_usb();
         _autoamtion_signal_handler_ep();
-        EXPECT_TRACE(pastCall + kCalled + "I " + fetch + "Signal Rx ep_handler\n" + pastFetch +
+        EXPECT_TRACE(past + kCalled + released + "I " + fetch + "Signal Rx ep_handler\n" + past +
                      "service: GetEpProtocolData ()\nE " + fetch +
-                     "GetEpProtocolData Fails retVal[0]\n");
+                     "GetEpProtocolData Fails retVal[0]\n" + released);
     };
     service.Answer("GetEpProtocolData", "(@au [], (0,))");
     automation_copy_log_to_usb();
@@ -68,7 +68,7 @@ TEST_F(ConnectionTest, CallsGoThroughTheSharedProxyAgainOnceItKnows)
     Restart();
     const std::string past =
         "new proxy on bus 1 with flags 19: " + service.UniqueName() + " /KVFacAutoObj\n";
-    callAndFetch(past, past);
+    callAndFetch(past, "proxy released\n");
     const auto knows = [&] {
         g_autofree char* owner = g_dbus_proxy_get_name_owner(G_DBUS_PROXY(library.proxy.load()));
         return owner != nullptr && owner == service.UniqueName();

@@ -107,10 +107,13 @@ protected:
         } else if (verb == "show-bus") {
             ShowBus();
         } else if (verb == "race") {
-            // A thread unregisters at the worst moment: after the test for null, before the call.
+            // Threads register and unregister at the worst moments: one while data is fetched, one
+            // after the test for null, before the call.
             WatchLog([this](const std::string& logged) {
                 Note(logged);
-                *p->global = logged.find("not NULL") != std::string::npos ? nullptr : *p->global;
+                const bool fetched = logged.find("Success") != std::string::npos;
+                const bool called = logged.find("not NULL") != std::string::npos;
+                *p->global = called ? nullptr : fetched && *p->global == A ? B : *p->global;
             });
         } else {
             ADD_FAILURE() << "no story knows how to " << line;

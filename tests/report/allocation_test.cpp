@@ -131,12 +131,10 @@ TEST(Allocation, WhatFailsLeavesAllAsItWas)
         {"record again", [] { Logger::RecordFailedItem(&items[0], INSPECTION_AUTO); }, false},
     };
     for (const auto mode : {Logger::MODE_SIMPLE, Logger::MODE_DETAIL, Logger::MODE_RAW}) {
-        const auto report = [mode] {
-            PelkoTestInfo_s info{};
-            info.iItemCount = 3;
-            Logger(mode).GetLog(text, &info, &items);
-        };
-        operations.push_back({"report", report});
+        static PelkoTestInfo_s info{};
+        info.iItemCount = 3;
+        operations.push_back({"information", [=] { Logger(mode).GetInfoLog(text, &info); }});
+        operations.push_back({"report", [=] { Logger(mode).GetLog(text, &info, &items); }});
         operations.push_back({"section", [=] { Logger(mode).GetItemLog(text, &items[0], 0); }});
     }
     Store::GetInstance();  // stays for good

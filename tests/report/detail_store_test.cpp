@@ -39,6 +39,7 @@ TEST(DetailStore, KeepsLogsAndPrintsOneTextForEachCodePair)
         {false, 0x01, 0x80, "new,", "new."},
         {true, 0xFF, 0x00, "", "unknown"},
         {false, 0x01, 0x80, "", "new."},
+        {true, 0x80, 0x02, std::string("\0,", 2), std::string("\0.", 2)},
         {true, 0x01, 0x02, most, most},
         {true, 0x01, 0x02, ",yz", most + "."},
         {true, 0x01, 0x02, "z", most + "."},
@@ -64,7 +65,10 @@ TEST(DetailStore, KeepsLogsAndPrintsOneTextForEachCodePair)
         EXPECT_TRUE(Store::ClearAllInspectionLog() && Store::ClearAllInspectionLog());
         EXPECT_EQ(TextOf(0x80, 0x01) + "/" + TextOf(0x01, 0x80), "unknown/unknown");
     };
-    // On a thread whose id is not the process's.
+    // At a time whose milliseconds begin with a zero, on a thread whose id is not the process's.
+    while (std::chrono::steady_clock::now().time_since_epoch() % std::chrono::seconds(1) >
+           std::chrono::milliseconds(90)) {
+    }
     std::thread([&] { printed = Printed(store); }).join();
     EXPECT_TRACE(log);
     EXPECT_TRUE(Same(std::regex_replace(log, std::regex("[IE] [^:]*: "), "> "), printed));
@@ -77,6 +81,8 @@ TEST(DetailStoreThreads, RawReportsAtOnceMakeOneInstance)
     std::atomic<int> waiting{8};
     std::vector<Store*> instances(8);
     std::vector<std::thread> writers;
+    testing::internal::CaptureStdout();
+    setvbuf(stdout, nullptr, _IONBF, 0);  // leaves other threads time in the middle of a line
     for (Store*& instance : instances) {
         writers.emplace_back([&] {
             const PelkoItem_s item = MakeItem("Item", 1, 2);
@@ -86,11 +92,17 @@ TEST(DetailStoreThreads, RawReportsAtOnceMakeOneInstance)
             const std::string section = Section(Logger::MODE_RAW, item);
             EXPECT_NE(section.find("failed=^text^\n"), std::string::npos) << section;
             instance = Store::GetInstance();
+            for (int i = 0; i < 5000; ++i) {
+                Store::AppendInspectionLog(0, 0, "");
+            }
         });
     }
     for (std::thread& writer : writers) {
         writer.join();
     }
+    const std::regex line(
+        R"(AUTOMATION\[\d+\.\d+\]\[T \d+\] t_AppendInspectionLog messge empty\n)");
+    EXPECT_EQ(std::regex_replace(testing::internal::GetCapturedStdout(), line, ""), "");
     EXPECT_EQ(instances, std::vector<Store*>(8, Store::GetInstance()));
 }
 

@@ -86,6 +86,7 @@ TEST(ItemSection, LinesAtTheirEdges)
         {S, "measures=3 codes=3 spec=6 select=95", "measure=:96"},
         {S, "measures=2147483647 extras=2147483647 codes=3 select=2", "measure=HDMI3:3"},
         {S, "measures=2147483647 extras=2147483647 codes=3 select=96", "measure="},
+        {S, "measures=3 select=1", "measure=2"},
         {S, "codes=3 spec=6 select=2", "measure="},
         {S, "measures=3 codes=3 spec=6 select=-2147483648", "measure="},
         {S, "datatype=0 datalength=1", "data=-2", "\xFF\xFF\xFF\xFE"},
@@ -161,14 +162,14 @@ TEST(FailedItems, NotesShowTheLastCopyOfEachCodePair)
         }
         return text;
     };
-    Item item = MakeItem("Item", 0x80, 1, "starttime=4294967295 ltid=-2147483648 insptype=1");
+    Item item = MakeItem("Item", 0x80, 1, "starttime=-1 duration=-9 tid=7 ltid=-7 insptype=1");
     for (const int type : {1, 1, 5}) {
         ++item.ulDuration;
         EXPECT_TRUE(Logger::RecordFailedItem(&item, static_cast<PelkoInspectionType_e>(type)));
         item.ucCode2 = 2;
     }
     item.lTid = 99;
-    const std::string all = "auto;4294967295;1;-2147483648^^ normal;4294967295;3;-2147483648^^ ^^ ";
+    const std::string all = "auto;4294967295;4294967288;-7^^ normal;4294967295;4294967290;-7^^ ^^ ";
     EXPECT_EQ(notes() + notes(), all + all);
     EXPECT_EQ(Line(Section(S, item), "failed") + Line(Section(D, item), "failed"), "nonenone");
     EXPECT_TRUE(Logger::ClearFailedLog() && Logger::ClearFailedLog());

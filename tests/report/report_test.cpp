@@ -63,7 +63,7 @@ PelkoTestInfo_s MakeInfo()
     info.ulDuration = 4294967295;
     info.iLinkType = LINK_TYPE_WIFI;
     for (unsigned int i = 0; i < 4; ++i) {
-        info.aulLinkValue[i] = 1000 * i;
+        info.aulLinkValue[i] = 1000000000 * i;
     }
     return info;
 }
@@ -190,7 +190,8 @@ TEST(Information, SumsUpTheRun)
             Line(text, "result") + "|" + Line(text, "pelko") + "|" + Line(text, "testnum") + "\n";
     }
     EXPECT_EQ(words,
-              "||2\n|uart|3\n|bt, 0, 1000, 2000, 3000|4\n|wifi, 0, 1000, 2000, 3000|5\npass||6\n"
+              "||2\n|uart|3\n|bt, 0, 1000000000, 2000000000, 3000000000|4\n"
+              "|wifi, 0, 1000000000, 2000000000, 3000000000|5\npass||6\n"
               "timeout||7\nstop||8\n||2147483650\n");
 }
 

@@ -32,6 +32,9 @@ AutomationProxy* automation_proxy_proxy_new_for_bus_sync(GBusType type, GDBusPro
         REAL(automation_proxy_proxy_new_for_bus_sync)(type, flags, name, path, cancellable, error);
     if (flags == G_DBUS_PROXY_FLAGS_NONE) {
         library.proxy = proxy;
+    } else {
+        g_object_weak_ref(
+            G_OBJECT(proxy), [](gpointer, GObject*) { Note("proxy released"); }, nullptr);
     }
     std::exchange(library.afterConstruction, [] {})();
     return proxy;
