@@ -131,10 +131,11 @@ TEST(Allocation, WhatFailsLeavesAllAsItWas)
         {"record again", [] { Logger::RecordFailedItem(&items[0], INSPECTION_AUTO); }, false},
     };
     for (const auto mode : {Logger::MODE_SIMPLE, Logger::MODE_DETAIL, Logger::MODE_RAW}) {
-        static PelkoTestInfo_s info{};
-        info.iItemCount = 3;
-        operations.push_back({"information", [=] { Logger(mode).GetInfoLog(text, &info); }});
-        operations.push_back({"report", [=] { Logger(mode).GetLog(text, &info, &items); }});
+        PelkoTestInfo_s info{};
+        info.iItemCount = mode + 1;  // with one item, the room that is reserved is what it needs
+        operations.push_back({"info", [=]() mutable { Logger(mode).GetInfoLog(text, &info); }});
+        operations.push_back(
+            {"report", [=]() mutable { Logger(mode).GetLog(text, &info, &items); }});
         operations.push_back({"section", [=] { Logger(mode).GetItemLog(text, &items[0], 0); }});
     }
     Store::GetInstance();  // stays for good
