@@ -1,12 +1,10 @@
 // A platform that answers what a profile cannot say: the profile is as near as it can be, and each
 // loss is told. The functions here take the place of the simulated platform's.
-#include <fa_platform/bluetooth.h>
-#include <fa_platform/factory.h>
-#include <fa_platform/system_info.h>
-#include <fa_platform/video_enhance.h>
 #include <gmock/gmock.h>
 
 #include <cstring>
+
+#include "support/whole_platform.h"
 
 int system_info_get_value_string(int key, char** value)
 {

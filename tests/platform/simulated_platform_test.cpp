@@ -4,13 +4,7 @@
 
 #include <fa_api/PelkoAppClientLogger.h>
 #include <fa_api/automation_api.h>
-#include <fa_platform/bluetooth.h>
-#include <fa_platform/display_panel.h>
 #include <fa_platform/dlog.h>
-#include <fa_platform/factory.h>
-#include <fa_platform/simulation.h>
-#include <fa_platform/system_info.h>
-#include <fa_platform/video_enhance.h>
 #include <fcntl.h>
 #include <glib.h>
 
@@ -19,6 +13,7 @@
 #include <set>
 
 #include "support/trace.h"
+#include "support/whole_platform.h"
 
 namespace
 {

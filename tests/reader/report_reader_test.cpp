@@ -1,7 +1,6 @@
 // Reports written from records and read back, and what is refused.
 #include "reader/report_reader.h"
 
-#include <fa_api/InspectionLogger.h>
 #include <fa_platform/simulation.h>
 #include <sys/mman.h>
 

@@ -1,7 +1,6 @@
 // Memory that runs out: each allocation of an operation fails in turn. Nothing but std::bad_alloc
 // leaves, nothing leaks, what the headers promise holds, and the next call is right. The simulated
 // platform runs out of memory too; what it takes from the C library, AddressSanitizer looks after.
-#include <fa_api/InspectionLogger.h>
 #include <fa_platform/dlog.h>
 #include <gtest/gtest.h>
 

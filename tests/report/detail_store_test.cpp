@@ -1,5 +1,4 @@
 // The store of detail texts: what it keeps, answers, logs and prints.
-#include <fa_api/InspectionLogger.h>
 
 #include <atomic>
 #include <thread>

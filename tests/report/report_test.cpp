@@ -1,7 +1,6 @@
 // Whole reports in the three modes, and what writing them asks of the platform, logs and prints.
 // In the files they are compared with, each line stands after the letters of its modes: simple,
 // detail, raw.
-#include <fa_api/InspectionLogger.h>
 
 #include <clocale>
 #include <locale>

@@ -1,6 +1,7 @@
 // Short ways to write records down, and to read the text they give.
 #pragma once
 
+#include <fa_api/InspectionLogger.h>
 #include <fa_api/PelkoAppClientLogger.h>
 
 #include <algorithm>

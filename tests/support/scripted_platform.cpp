@@ -1,16 +1,10 @@
 #include "support/scripted_platform.h"
 
-#include <fa_platform/bluetooth.h>
-#include <fa_platform/debug_menu.h>
-#include <fa_platform/display_panel.h>
-#include <fa_platform/factory.h>
-#include <fa_platform/system_info.h>
-#include <fa_platform/video_enhance.h>
-
 #include <cstdio>
 #include <ctime>
 
 #include "support/platform_log.h"
+#include "support/whole_platform.h"
 
 ScriptedPlatform platform;
 
