@@ -59,7 +59,7 @@ TEST(ItemSection, LinesAtTheirEdges)
         {D, "spec=1 limit=-2147483648", "spec=-2147483648|measure="},
         {D, "spec=2 limit=-5", "spec=-5!="},
         {D, "spec=3 spectype=3 limit=1.005", "spec=1.00>="},
-        {D, "spec=4 spectype=3 limit=-0.5", "spec=-0.50<="},
+        {D, "spec=4 spectype=3 limit=-0.125", "spec=-0.12<="},
         {D, "spec=5 spectype=3 limit=3.4e38", "spec=339999995214436424907732413799364296704.00>"},
         {D, "spec=6 spectype=1 limitlength=2", "spec=0x0aff<", "\x0A\xFF"},
         {D, "spec=6 spectype=1 limitlength=33", "spec=0x" + full + full + "<", full},
@@ -141,11 +141,12 @@ TEST(ItemSection, NamesOfSubItems)
 {
     std::string table;  // eight names in each row, after the first one's code
     for (unsigned int code = 0; code < 256; ++code) {
-        Item item = MakeItem("Item", 1, 2, "skips=1 errors=1 codes=1 measures=1");
+        Item item = MakeItem("Item", 1, 2, "skips=1 errors=2 codes=1 measures=1");
         item.aucSkip[0] = item.aucError[0] = item.aucList[0] = static_cast<unsigned char>(code);
         const std::string section = Section(D, item);
         const std::string name = Line(section, "skip");
-        EXPECT_EQ(Line(section, "error") + Line(section, "measure"), name + name + ":0") << code;
+        EXPECT_EQ(Line(section, "error") + Line(section, "measure"), name + "," + name + ":0")
+            << code;
         table += (code % 8 == 0 ? Format("%02X|", code) : "|") + name + (code % 8 == 7 ? "\n" : "");
     }
     std::stringstream file;
