@@ -34,6 +34,7 @@ class Conversation(simulator.SetTest):
                 (none, "ChangeBaudRateExUart", 9600), (none, "CopyLogToUsb"),
                 (none, "CopyLogToUsb"), (none, "GetEpProtocolData"),
                 (none, "ExecuteCommandWithData", 82, 1, list(b"KOR"), 3),
+                (none, "ExecuteCommandWithData", 82, 1, list(b"US"), 2),
                 (none, "SendMessageByExUart", 1, [7])):
             told.append(self.call(*call))
             self.hear(*heard)
@@ -75,11 +76,20 @@ class Conversation(simulator.SetTest):
         for call in ("SetFault", "", "", 0, 0), ("AddRules", ""), ("WritePacket", "ss", [1]):
             self.check((*call, "InvalidArgs: a replay goes by its recording alone"))
         self.stop(status=123)
+        # Two clients number their calls alike.
+        capture = self.spawn("capture", "captured")
+        self.assertIn("listening", capture.stderr.readline())
+        self.start("--fault", "CloseExUart delay 300")
+        for _ in range(2):
+            self.connection = simulator.connect(os.environ["DBUS_SYSTEM_BUS_ADDRESS"])
+            self.call_without_reply("CloseExUart")
+        wait(lambda: text_of("captured").count('"result":1') == 2)
 
     def test_a_replay_goes_as_fast_as_it_can_or_as_it_was(self):
-        # The announcement comes after 0.6 seconds, or would come after a day.
-        for speed, pause in ("real", "60"), ("fast", "60000000"):
-            pathlib.Path("recording").write_text(RECORDING.replace('"time":60', f'"time":{pause}'))
+        # The announcement comes 0.6 seconds after the call, or would come after days.
+        for speed, time_of in ("real", lambda ms: ms + 10**6), ("fast", lambda ms: ms * 10**6):
+            pathlib.Path("recording").write_text(
+                re.sub('(?<="time":)[0-9]+', lambda ms: str(time_of(int(ms[0]))), RECORDING))
             self.start("--replay", "recording", "--speed", speed)
             begin = time.monotonic()
             self.check(("ExecuteCommand", 16, 1, 1))
@@ -147,6 +157,11 @@ class Conversation(simulator.SetTest):
             1, "", "record small: File too large\n", "run -q --record small -f 'ss burst 100' true",
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (3000, 3000)))
         self.assertRegex(text_of("small"), '(?s)^{"conversation":1}\n.*}\n$')
+        # A pipe takes a long line in parts.
+        data = ",".join(str(i % 256) for i in range(100_000))
+        self.run_program(0, f'"data":[100000,{data}],"result":1', "", "run -q --record /dev/stdout "
+                         "-f 'GetSsProtocolData long 100000' "
+                         f"sh -c '{CALL}GetSsProtocolData >/dev/null'")
 
 
 simulator.main()

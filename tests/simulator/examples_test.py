@@ -2,6 +2,7 @@
 import os
 import pathlib
 import re
+import subprocess
 
 import simulator
 from simulator import HERE, text_of, wait, without_times
@@ -70,6 +71,10 @@ class Examples(simulator.SetTest):
             pathlib.Path("typed").write_text(given)
             self.run_program(0, output + "ends with 0\n", "set: the service is on the bus\n",
                              f"run -f 'all error' sh -c '{script}'")
+        # A program that types has read the menu before.
+        console = self.spawn("run", "-q", EXAMPLES + "/fa-test-menu", stdin=subprocess.PIPE)
+        self.assertEqual(self.read(console.stdout.fileno(), len(shown[0])).decode(), shown[0])
+        console.communicate("99\n")
 
     def test_command_lines(self):
         for program in "fa-conversation", "fa-inspection-run", "fa-inspection-line", "fa-test-menu":
@@ -78,6 +83,8 @@ class Examples(simulator.SetTest):
             self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} -h")
             self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} --wrong")
         self.run_program(2, "", "RUNS", f"run -q {EXAMPLES}/fa-inspection-line . none")
+        self.run_program(1, "log mode", "cannot write nowhere/run-2-000.txt\n",
+                         f"run -q {EXAMPLES}/fa-inspection-line nowhere")
         self.run_program(1, "Supply 5V", "cannot write nowhere/report-simple.txt: No such file",
                          f"run -q {EXAMPLES}/fa-inspection-run nowhere")
 

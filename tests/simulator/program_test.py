@@ -24,6 +24,7 @@ class Ends(simulator.SetTest):
                 (0, "", "", "run -q -l ss=a sh -c 'cd /; true <$FA_SET_SS <$FA_PLATFORM_PROFILE'"),
                 (7, "out\n", "err\n", "run -q sh -c 'echo out; echo err >&2; exit 7'"),
                 (0, "", "set: the service is on the bus\n", "run true"),
+                (0, "", "GetSsProtocolData long 300\n", "run -f 'GetSsProtocolData long' true"),
                 (0, "((0,),)\n", "",
                  f"run -q sh -c '{PROGRAM} fault CloseExUart result 0; {CALL}CloseExUart'"),
                 (0, "((1,),)\n", "",

@@ -112,7 +112,7 @@ TEST(SetFixture, SaysWhatIsWrong)
     SimulatedSet::deadline = std::chrono::milliseconds(500);
     EXPECT_THAT([&] { rjp.Read(2); }, Fails("rjp: read 1 of 2 bytes, no more in 500 ms: 02"));
     EXPECT_THAT([&] { rjp.Write(Bytes(1 << 20)); }, Fails("bytes, no more in 500 ms"));
-    EXPECT_THAT([&] { set.WaitForCalls(3); }, Fails("2 of 3 calls after 500 ms"));
+    EXPECT_THAT([&] { set.WaitForCalls(3); }, Fails("2 of 3 calls after 500 ms\n{\"time\":"));
     EXPECT_THAT([&] { set.Calls("SendRjp"); }, Fails("there is no method \"SendRjp\""));
     EXPECT_THAT([&] { set.AddRules("{\"start\": true, \"leave\": 1}\n{}"); }, Fails(":2: "));
     EXPECT_THAT([&] { set.OpenLine("simulator"); }, Fails("not \"simulator\""));

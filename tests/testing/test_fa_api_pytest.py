@@ -3,6 +3,7 @@ import glob
 import os
 import pathlib
 import re
+import select
 import signal
 import subprocess
 import sys
@@ -62,13 +63,14 @@ def test_talks_over_lines_and_tells_the_calls(fa_set):
     (20, lambda s: (s._process.terminate(), s.wait_for_calls(1)), "set has ended, with status 143"),
 ])
 def test_failures_name_the_reason(fa_set, monkeypatch, deadline, do, text):
-    program = fa_set.start(["sleep", "600"])
+    program = fa_set.start(["sh", "-c", "sleep 600 & wait"], stdout=subprocess.PIPE)
     with monkeypatch.context() as short, pytest.raises(Exception) as failure:
         short.setattr(fa_api_pytest, "DEADLINE", deadline)
         do(fa_set)
     assert text in str(failure.value)
     fa_set.finish()
     assert program.returncode == -signal.SIGKILL
+    assert select.select([program.stdout], [], [], 20)[0]  # its end: no child holds it any more
 
 
 @pytest.mark.parametrize("program, deadline, text", [
