@@ -4,7 +4,6 @@
 // that happens. The switch of the local set, which is built on one of them, follows.
 #include <sys/mman.h>
 
-#include <deque>
 #include <numeric>
 
 #include "client/client_test.h"

@@ -57,8 +57,7 @@ class Case(unittest.TestCase):
 
     def call(self, *words, status=0, stdin=b""):
         """What the program prints; its errors are kept for the case."""
-        done = subprocess.run([PROGRAM, *words], cwd=self.folder, input=stdin,
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        done = subprocess.run([PROGRAM, *words], cwd=self.folder, input=stdin, capture_output=True)
         self.errors = done.stderr.decode("utf-8")
         self.assertEqual(done.returncode, status, self.errors)
         return done.stdout.decode("utf-8")
@@ -131,8 +130,7 @@ class Story(Case):
                 self.call(*words.split(), status=status)
                 self.assertEqual("--help tells more" in self.errors, status == 2, words)
         with open("/dev/full", "wb") as full:
-            done = subprocess.run([PROGRAM, "summary", "."], cwd=self.folder, stdout=full,
-                                  stderr=subprocess.PIPE)
+            done = subprocess.run([PROGRAM, "summary", "."], cwd=self.folder, stdout=full, stderr=subprocess.PIPE)
         self.assertEqual(done.returncode, 3)
 
     def test_inputs(self):
@@ -149,8 +147,7 @@ class Story(Case):
         (self.folder / "gone").symlink_to("nowhere")
         (self.folder / "empty").mkdir()
         self.call("summary", "gone", "empty", "c.txt", status=3)
-        self.assertEqual(self.errors, "empty: no file in this folder\n"
-                                      "gone: No such file or directory\n")
+        self.assertEqual(self.errors, "empty: no file in this folder\ngone: No such file or directory\n")
 
     def test_partitions(self):
         """More days than files may be open; a second call replaces what the first one wrote."""
@@ -161,21 +158,19 @@ class Story(Case):
         self.assertEqual({row[:9] for row in whole if row[2] in "bc"}, {"./b.txt,1", "./b.txt,2", "./c.txt,1"})
         for _ in range(2):
             self.call("table", "-p", "day", "-o", "out", ".")
-        parts = {path.parent.name: path.read_text().splitlines()
-                 for path in self.folder.glob("out/*/items.csv")}
+        parts = {path.parent.name: path.read_text().splitlines() for path in self.folder.glob("out/*/items.csv")}
         self.assertEqual(len(parts), 112)
-        self.assertEqual({name: len(rows) for name, rows in parts.items() if len(rows) != 3},
-                         {"day=2026-11-17": 1 + 3 * 5, "day=2026-11-18": 1 + 2 * 5})
+        lengths = {name: len(rows) for name, rows in parts.items() if len(rows) != 3}
+        self.assertEqual(lengths, {"day=2026-11-17": 1 + 3 * 5, "day=2026-11-18": 1 + 2 * 5})
         self.assertEqual({rows[0] for rows in parts.values()}, {whole[0]})
         self.assertEqual(sorted(row for rows in parts.values() for row in rows[1:]), sorted(whole[1:]))
 
     def test_sql_of_the_page(self):
         """Each query of the page finds in the story what it says it finds."""
         (self.folder / "items.csv").write_text(self.call("table", "."), newline="")
+        sql = ["sqlite3", ":memory:", ".import --csv items.csv items"]
         queries = re.findall(r"^```sql .*?\n(.*?)^```", PAGE.read_text("utf-8"), re.M | re.S)
-        answers = [subprocess.run(["sqlite3", ":memory:", ".import --csv items.csv items", query],
-                                  cwd=self.folder, check=True, stdout=subprocess.PIPE,
-                                  encoding="utf-8").stdout for query in queries]
+        answers = [subprocess.check_output([*sql, query], cwd=self.folder, encoding="utf-8") for query in queries]
         self.assertEqual(answers, ["Standby|2\n", "1.1|2|0.47|0.49\n1.0|3|0.637|0.8\n",
                                    "2026-11-17|UNIT-B|0.71\n2026-11-17|UNIT-C|0.80\n"])
 
@@ -363,8 +358,7 @@ class Hostile(Case):
         items = {row["name"] for row in json.loads(self.call("summary", "-j", "--by", "mm", "."))["items"]}
         self.assertLessEqual(items, {row["item"] for row in rows})
         for words in [("show",), ("summary", "--by", "mm")]:
-            text = self.call(*words, ".", status=0)
-            self.assertEqual(re.findall(r"[\x00-\x08\x0b-\x1f\x7f-\x9f]", text), [])
+            self.assertEqual(re.findall(r"[\x00-\x08\x0b-\x1f\x7f-\x9f]", self.call(*words, ".")), [])
 
 
 class JUnit(Case):
@@ -385,10 +379,10 @@ class JUnit(Case):
                 ("stop", [passed], "2 0 1 0", [None, "error"], 1)]:
             self.write("run.txt", report(hostile, "20261117001329", result, items, model="M<1>"))
             xml = self.call("junit", "run.txt", status=status)
-            valid = subprocess.run([XMLLINT, "--noout", "--relaxng", HERE / "junit.rng", "-"], input=xml.encode(),
-                                   stderr=subprocess.PIPE)
+            valid = subprocess.run([XMLLINT, "--noout", "--relaxng", HERE / "junit.rng", "-"],
+                                   input=xml.encode(), stderr=subprocess.PIPE)
             self.assertEqual(valid.returncode, 0, valid.stderr)
-            (suite,) = ElementTree.fromstring(xml)
+            suite, = ElementTree.fromstring(xml)
             self.assertEqual([suite.get(name) for name in "tests failures errors skipped".split()], counts.split())
             self.assertEqual([suite.get(name) for name in "name timestamp time".split()],
                              [text + " 2026-11-17 00:13:29", "2026-11-17T00:13:29", "0.420"])
@@ -405,5 +399,4 @@ class JUnit(Case):
                     self.assertIn(part, failure.text)
 
 
-if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+unittest.main(argv=sys.argv[:1])

@@ -10,7 +10,6 @@
 #include <regex>
 #include <sstream>
 #include <string>
-#include <string_view>
 
 using Logger = PelkoAppClientLogger;
 
