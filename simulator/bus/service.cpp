@@ -95,6 +95,7 @@ int Service::Finish()
     if (begun_) {
         conversation_.End();
     }
+    presence_.Leave();
     if (!same) {
         return kDifferent;
     }

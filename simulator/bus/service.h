@@ -46,7 +46,8 @@ public:
     // Begins to join the bus; the lines are opened on the way.
     void Join() { presence_.Join(); }
 
-    // Completes the recording and the replay; returns EXIT_SUCCESS, or the status where they fail.
+    // Completes the recording and the replay, and leaves the bus; returns EXIT_SUCCESS, or the
+    // status where they fail.
     int Finish();
 
     // What the control interface asks for. Throw Failure.

@@ -223,28 +223,34 @@ private:
 int RunCommand(const RunOptions& run, ServiceOptions options)
 {
     const PrivateFolder folder;
+    std::optional<PrivateBus> bus;
+    if (run.bus.empty()) {
+        bus.emplace(folder.Path(), run.replyTimeoutMs);
+    }
+    // The bus starts meanwhile.
     Furnish(folder, options.set);
     DirectLog(run);
-    std::optional<PrivateBus> bus;
-    const std::string address =
-        run.bus.empty() ? bus.emplace(folder.Path(), run.replyTimeoutMs).Address() : run.bus;
-    if (address.empty()) {
-        return kSignalled + TakeSignal()->number;
-    }
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
-    Say("DBUS_SYSTEM_BUS_ADDRESS=%s", address.c_str());
     if (run.replyTimeoutMs > 0) {
         options.replyTimeoutMs = run.replyTimeoutMs;
     }
-
     std::optional<Command> command;
     MainLoop loop([&](const Signal& signal) { command->OnSignal(signal); });
     command.emplace(loop);
     Service service(options,
                     {[&] { command->Start(run); }, [&](int status) { command->End(status); }});
+
+    const std::string address = bus ? bus->WaitForAddress() : run.bus;
+    if (address.empty()) {
+        return kSignalled + TakeSignal()->number;
+    }
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+    Say("DBUS_SYSTEM_BUS_ADDRESS=%s", address.c_str());
     service.Join();
     const int status = loop.Run();
     const int own = service.Finish();
+    if (bus) {
+        bus->End();
+    }
     return own != EXIT_SUCCESS ? own : status;
 }
 

@@ -41,9 +41,9 @@ constexpr char kConfiguration[] =
 }  // namespace
 
 PrivateBus::PrivateBus(const std::string& folder, unsigned int replyTimeoutMs)
+    : complaints_(folder + "/bus.err")
 {
     const std::string configuration = folder + "/bus.conf";
-    const std::string complaints = folder + "/bus.err";
     const std::string limit =
         replyTimeoutMs == 0
             ? ""
@@ -60,7 +60,7 @@ PrivateBus::PrivateBus(const std::string& folder, unsigned int replyTimeoutMs)
                                      "--print-address=1", option.c_str(), nullptr};
     g_autoptr(GSubprocessLauncher) launcher =
         g_subprocess_launcher_new(G_SUBPROCESS_FLAGS_STDOUT_PIPE);
-    g_subprocess_launcher_set_stderr_file_path(launcher, complaints.c_str());
+    g_subprocess_launcher_set_stderr_file_path(launcher, complaints_.c_str());
     // Ctrl-C at a terminal is for the command; the bus ends when all is done, or we are killed,
     // which may have happened by now.
     static pid_t parent = getpid();
@@ -76,21 +76,29 @@ PrivateBus::PrivateBus(const std::string& folder, unsigned int replyTimeoutMs)
     if (daemon_ == nullptr) {
         throw Failure(std::string("bus: ") + error->message);
     }
-    address_ = ReadAddress();
-    if (address_.empty() && !SignalWaits()) {
-        g_subprocess_force_exit(daemon_);
-        g_object_unref(daemon_);
-        const std::string reason = ReadFile("bus", complaints);
-        throw Failure("bus: dbus-daemon does not start" +
-                      (reason.empty() ? "" : ": " + reason.substr(0, reason.find('\n'))));
-    }
 }
 
 PrivateBus::~PrivateBus()
 {
-    g_subprocess_force_exit(daemon_);
+    End();
     g_subprocess_wait(daemon_, nullptr, nullptr);
     g_object_unref(daemon_);
+}
+
+void PrivateBus::End()
+{
+    g_subprocess_force_exit(daemon_);
+}
+
+std::string PrivateBus::WaitForAddress() const
+{
+    const std::string address = ReadAddress();
+    if (address.empty() && !SignalWaits()) {
+        const std::string reason = ReadFile("bus", complaints_);
+        throw Failure("bus: dbus-daemon does not start" +
+                      (reason.empty() ? "" : ": " + reason.substr(0, reason.find('\n'))));
+    }
+    return address;
 }
 
 // The address comes when the bus accepts connections; nothing where it ends, or a signal comes.

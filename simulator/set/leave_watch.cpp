@@ -10,13 +10,6 @@
 namespace fa::set
 {
 
-LeaveWatch::LeaveWatch() : descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
-{
-    if (descriptor_ >= 0) {
-        readable_.StartWatch(descriptor_, G_IO_IN, [this] { Read(); });
-    }
-}
-
 LeaveWatch::~LeaveWatch()
 {
     readable_.Stop();
@@ -27,6 +20,9 @@ LeaveWatch::~LeaveWatch()
 
 int LeaveWatch::Add(const std::string& device, EventSource::Function onClose)
 {
+    if (descriptor_ < 0 && (descriptor_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) >= 0) {
+        readable_.StartWatch(descriptor_, G_IO_IN, [this] { Read(); });
+    }
     const int id = inotify_add_watch(descriptor_, device.c_str(), IN_CLOSE);
     if (id >= 0) {
         functions_[id] = std::move(onClose);

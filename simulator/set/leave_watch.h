@@ -1,5 +1,5 @@
-// Tells when somebody closes a device. One serves all lines, as the kernel takes 10 ms and more to
-// take one away.
+// Tells when somebody closes a device. The kernel takes 10 ms and more to take one away that has
+// watched anything, so one serves all lines, and it begins with the first.
 #pragma once
 
 #include <functional>
@@ -14,7 +14,7 @@ namespace fa::set
 class LeaveWatch
 {
 public:
-    LeaveWatch();
+    LeaveWatch() = default;
     ~LeaveWatch();
     LeaveWatch(const LeaveWatch&) = delete;
     LeaveWatch& operator=(const LeaveWatch&) = delete;
@@ -27,7 +27,7 @@ public:
 private:
     void Read();
 
-    const int descriptor_;
+    int descriptor_ = -1;
     std::map<int, EventSource::Function> functions_;
     EventSource readable_;
 };

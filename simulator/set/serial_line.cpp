@@ -20,6 +20,7 @@ namespace
 {
 
 constexpr std::size_t kMaxWaiting = 1U << 20U;
+constexpr guint kWatchAfterMs = 100;
 constexpr guint kCloseStepMs = 10;
 constexpr int kCloseSteps = 100;
 constexpr std::size_t kTold = 4095;  // by a terminal at most, of bytes to be read; more may follow
@@ -86,8 +87,8 @@ void SerialLine::Open()
     if (!link_.empty()) {
         MakeLink();
     }
-    // A terminal program may leave the device to itself alone, which our hold on it would keep up.
-    leaveId_ = leaveWatch_.Add(device_, [this] { ioctl(terminal_, TIOCNXCL); });
+    // The run of a short command ends sooner without a watch.
+    watching_.StartTimer(kWatchAfterMs, [this] { KeepShared(); });
     SetReading(reading_);
     Say("line %s is %s", name_.c_str(), link_.empty() ? device_.c_str() : link_.c_str());
 }
@@ -110,6 +111,13 @@ void SerialLine::MakeLink()
         HangUp();
         throw Failure("line " + name_ + ": " + link_ + ": " + error.message());
     }
+}
+
+// A terminal program may leave the device to itself alone, which our hold on it would keep up.
+void SerialLine::KeepShared()
+{
+    leaveId_ = leaveWatch_.Add(device_, [this] { ioctl(terminal_, TIOCNXCL); });
+    ioctl(terminal_, TIOCNXCL);  // it may have left by now
 }
 
 void SerialLine::Close()
@@ -197,7 +205,7 @@ std::size_t SerialLine::Unread() const
 
 void SerialLine::HangUp()
 {
-    for (EventSource* source : {&readable_, &writable_, &closing_}) {
+    for (EventSource* source : {&readable_, &writable_, &closing_, &watching_}) {
         source->Stop();
     }
     leaveWatch_.Remove(std::exchange(leaveId_, -1));

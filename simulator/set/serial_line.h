@@ -52,6 +52,7 @@ private:
     std::size_t Unread() const;
     void HangUp();
     void MakeLink();
+    void KeepShared();
 
     const std::string name_;
     const std::string link_;
@@ -67,6 +68,7 @@ private:
     EventSource readable_;
     EventSource writable_;
     EventSource closing_;
+    EventSource watching_;
 };
 
 }  // namespace fa::set
