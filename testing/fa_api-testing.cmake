@@ -20,6 +20,9 @@ function(fa_api_add_set_test)
         message(FATAL_ERROR "fa_api_add_set_test takes NAME and COMMAND, and then PROFILE, SCENARIO, "
                             "REPLAY, RECORD, TIMEOUT, OPTIONS, each with a value; not: ${ARGV}")
     endif()
+    if(";${test_COMMAND};${test_OPTIONS};" MATCHES ";;.")
+        message(FATAL_ERROR "fa_api_add_set_test: an empty argument cannot be handed on")
+    endif()
     if(NOT FA_API_SET_SIMULATOR)
         message(FATAL_ERROR "fa_api_add_set_test: fa-set-simulator is not found. Install the "
                             "package fa-api-tools, or name the program in FA_API_SET_SIMULATOR")

@@ -145,6 +145,10 @@ std::optional<bool> FindFlag(const char* group, const std::string& key)
     g_autoptr(GKeyFile) profile = LoadProfile();
     g_autoptr(GError) error = nullptr;
     const bool flag = g_key_file_get_boolean(profile, group, key.c_str(), &error) != FALSE;
+    if (g_error_matches(error, G_KEY_FILE_ERROR, G_KEY_FILE_ERROR_INVALID_VALUE)) {
+        std::fprintf(stderr, "fa_platform: %s in [%s] is neither true nor false\n", key.c_str(),
+                     group);
+    }
     return error == nullptr ? std::optional<bool>(flag) : std::nullopt;
 }
 
