@@ -76,18 +76,21 @@ TEST(TestMenu, SurplusOfALongLineIsDropped)
         sent += Format("command data[%d]: 65\n", count);
     }
     const auto opCode = "Input The op Code(99=Exit): 0x"s;
-    ExpectSession(kStream, input_multiple_packet_data,
-                  opCode + "{1\n2\n" + typed +
-                      "\n99\n}Input The msg Code(99=Exit): 0xenter the message code(99=Exit) : 0x" +
-                      converted + echoed + "whole data : " + std::string(31, 'A') +
-                      "\nData0[1] Data1[2], length[31]\n" + sent + "ExecuteCommandWithData -1\n" +
-                      opCode);
+    for (const std::size_t length : {98U, 150U}) {
+        ExpectSession(
+            kStream, input_multiple_packet_data,
+            opCode + "{1\n2\n" + typed.substr(0, length) +
+                "\nzz\n99\n}Input The msg Code(99=Exit): 0xenter the message code(99=Exit) : 0x" +
+                converted + echoed + "whole data : " + std::string(31, 'A') +
+                "\nData0[1] Data1[2], length[31]\n" + sent + "ExecuteCommandWithData -1\n" +
+                opCode + "Input Data type ERROR! \n" + opCode);
+    }
 }
 
 TEST(TestMenu, TokensFollowTheirRules)
 {
     const std::pair<std::string, std::string> cases[] = {
-        {"5 a B\n", "0:5=5 2:a=a 4:b=b "},
+        {"5 a\tB\n", "0:5=5 2:a=a 4:b=b "},
         {"12\t34  5 \n", "0:12=12 3:34=34 7:5=5 "},
         {"12 34", "0:12=12 3:34=34 "},
         {"5 a", "0:5=5 "},  // a single last digit needs something behind it
@@ -130,4 +133,5 @@ TEST(TestMenu, ReleaseImageRefusesThePacketDialogues)
     const auto menu = Section(kSessions, "the menu of the IR blaster");
     const auto blaster = [] { return input_ir_blaster() - 99; };
     ExpectSession(kTerminal, blaster, menu + "{153\n}" + menu + "{99\n}");
+    ExpectSession(kStream, blaster, menu + "{zz}");
 }

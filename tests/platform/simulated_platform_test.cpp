@@ -73,6 +73,7 @@ TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
     const std::string panel = "[display_panel]\npresent=true\ntcon_data_version=TCON-1\n";
     const std::string option = "[factory_option]\n254=";
     const std::string no32 = " in [system_info_int] is not a number of 32 bits\n";
+    const std::string noEscape = " in [system_info_string] has an unknown escape\n";
     const std::string full(127, 'o');
     const struct {
         std::string profile;
@@ -84,7 +85,7 @@ TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
          "bluetooth: -1 yes\nchip: -1 -77\npanel, 40 bytes: -9 untouched\npanel, 5 bytes: -9 "
          "untouched\npanel, 0 bytes: -9 untouched\ndimming 7: -1 77\ndimming 8: -1 77\n"
          "option: -1 77 untouched !"},
-        {ints + "6", "869: 0 6"},
+        {ints + "010", "869: 0 10"},
         {ints + "-2147483648", "869: 0 -2147483648"},
         {ints + "0x1a", "869: 0 26"},
         {ints + "4294967295", "869: 0 -1"},
@@ -95,8 +96,8 @@ TEST(SimulatedPlatform, AnswersFromItsProfileAndFailsWithoutAnEntry)
         {ints + "6 sets", "869: -1 -77", "869=6 sets" + no32},
         {texts, "133: 0 "},
         {texts + "A\\nB\\tC\\sD\\\\E\\x41\\r", "133: 0 A\nB\tC D\\EA\r"},
-        {texts + "A\\q", "133: -1 untouched",
-         "133=A\\q in [system_info_string] has an unknown escape\n"},
+        {texts + "A\\q", "133: -1 untouched", "133=A\\q" + noEscape},
+        {texts + "A\\x00", "133: -1 untouched", "133=A\\x00" + noEscape},
         {feature + "false\n[bluetooth]\nchip_version=12", "bluetooth: 0 no\nchip: 0 12"},
         {feature + "perhaps", "bluetooth: -1 yes",
          std::string(kFeature) + " in [custom_bool] is neither true nor false\n"},

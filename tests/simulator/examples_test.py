@@ -25,7 +25,8 @@ class Examples(simulator.SetTest):
         capture = self.spawn("capture", "captured")
         self.assertIn("listening", capture.stderr.readline())
         bus = os.environ["DBUS_SYSTEM_BUS_ADDRESS"]
-        self.run_program(0, SHOWN, LOG, f"run -q --bus {bus} --record recorded {CONVERSATION}")
+        self.run_program(0, SHOWN, "automation_unregister_callback_ep_protocol",
+                         f"run -q --bus {bus} --record recorded {CONVERSATION}")
         wait(lambda: '"left"' in text_of("captured"))
         capture.terminate()
         self.assertEqual(capture.wait(), 0)
@@ -83,16 +84,19 @@ class Examples(simulator.SetTest):
             self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} -h")
             self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} --wrong")
         self.run_program(2, "", "RUNS", f"run -q {EXAMPLES}/fa-inspection-line . none")
-        self.run_program(1, "log mode", "cannot write nowhere/run-2-000.txt\n",
-                         f"run -q {EXAMPLES}/fa-inspection-line nowhere")
-        self.run_program(1, "Supply 5V", "cannot write nowhere/report-simple.txt: No such file",
-                         f"run -q {EXAMPLES}/fa-inspection-run nowhere")
+        for program, file, shown in (("fa-inspection-line", "run-2-000.txt", "log mode"),
+                                     ("fa-inspection-run", "report-simple.txt", "Supply 5V")):
+            os.symlink("/dev/full", file)
+            for folder in "nowhere", ".":
+                self.run_program(1, shown, f"{program}: cannot write {folder}/{file}",
+                                 f"run -q {EXAMPLES}/{program} {folder}")
 
     def test_runs_of_a_line_are_judged_by_the_limit_and_one_by_one(self):
         self.assertEqual(os.system(f"{EXAMPLES}/fa-inspection-line . 40 1 2 .5 >out 2>&1"), 0)
         reports = "".join(map(text_of, pathlib.Path(".").glob("run-*")))
-        told = re.findall(r"=(\w+)\n.*\n.*\n.*<=\nmeasure=0.(5[01])(?:\n.*){4}\^(.*)\^", reports)
-        self.assertEqual({*told}, {("pass", "50", ""), ("fail", "51", "takes too much in standby")})
+        told = re.findall(r"=(\w+)\n.*\n.*\n.*<=\nmeasure=0.(5[01])(?:\n.*){4}=(\w*).*\^(.*)\^", reports)
+        self.assertEqual({*told}, {("pass", "50", "", ""),
+                                   ("fail", "51", "auto", "takes too much in standby")})
 
 
 simulator.main()
