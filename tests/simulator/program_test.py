@@ -40,48 +40,52 @@ class Ends(simulator.SetTest):
                  f"run -q env PATH=bin {PROGRAM} run true"),
                 (1, "", "fa-set-simulator: fault: no set is on this bus\n", "fault clear"),
                 (0, "", "", f"run -q -r /dev/null {PROGRAM} run -q -r /dev/null true"),
-                (0, "", "NoReply", "run -q -f 'CloseExUart no-answer' --reply-timeout 300 "
-                 f"sh -c '{CALL}CloseExUart || true'"),
+                # Who is told so late that nothing comes, finds the packet again.
+                (0, "([uint32 2, 0, 0], ", "NoReply", "run -q -f 'ss burst 1' --reply-timeout 300 "
+                 "-f 'GetSsProtocolData delay 900 times 1' "
+                 f"sh -c '{CALL}GetSsProtocolData || {CALL}GetSsProtocolData'"),
+                (1, "", "record /dev/full: No space left on device\n", "run -q timeout "
+                 f"--preserve-status -s INT 1 {PROGRAM} capture /dev/full"),
                 (0, "fa-set-simulator ", "", "--version"),
-                (0, "--reply-timeout=MS", "", "--help"),
-                # Command lines that are refused.
-                (2, "", "fa-set-simulator: run needs a command (--help tells more)\n", "run"),
-                (2, "", "the word run comes first", "-q run true"),
-                (2, "", 'unknown word "cook"', "cook"),
-                (2, "", "capture needs one file", "capture"),
-                (2, "", "two lines cannot both be ./x", "--line ss=x --line rjp=./x"),
-                (2, "", "--line takes uart, ss, rjp or ep", "--line usb=x"),
-                (2, "", "--line takes uart, ss, rjp or ep", "--line ss="),
-                (2, "", ": fault: ss has no fault error (--help tells more)\n", "fault ss error"),
-                (2, "", "result needs a value", "fault all result"),
-                (2, "", "fault: “x” is not a signed number", "fault all result x"),
-                (2, "", "fault: Number “0” is out of bounds", "fault all error times 0"),
-                (2, "", "a fault is TARGET KIND [VALUE] [times N]", "fault all"),
-                *((2, "", f"{option} needs a path", f"{option}=")
-                  for option in ("--record", "--profile", "--usb-dir", "--log-dir")),
-                (1, "", "there is no folder nowhere", "--usb-dir nowhere"),
-                (1, "", "there is no folder nowhere", "run --log-dir nowhere true"),
-                (1, "", "fa-set-simulator: profile nowhere: No such file", "-p nowhere"),
-                (1, "", "profile /dev/null: ", "-p /dev/null"),
-                (1, "", f"profile {PROGRAM}: ", f"run -p {PROGRAM} true"),
-                (1, "", "record nowhere/record: No such file", "--record nowhere/record"),
-                (1, "", "log nowhere/log: No such file", "run --log nowhere/log true"),
-                (1, "", "replay nowhere: ", "run --replay nowhere true"),
-                (2, "", "--gap takes 0 to 10000", "--gap -1"),
-                (2, "", "--gap takes 0 to 10000", "--gap 10001"),
-                (2, "", "--seed takes a number", "--seed x"),
-                (2, "", "--timeout takes 0.001 to", "run --timeout 0 true"),
-                (2, "", "--timeout takes 0.001 to", "run --timeout -1 true"),
-                (2, "", "--bus needs an address", "run --bus '' true"),
-                (2, "", "Unknown option --scenario", "capture --scenario profile"),
-                (2, "", "--record would write over the", "--record ./profile --replay profile"),
-                (2, "", "--reply-timeout takes 1 to", "run --reply-timeout 0 true"),
-                (2, "", "--log-priority takes one of", "run --log-priority X true"),
-                (2, "", "are options of run", "--timeout 1"),
-                (2, "", "--speed is fast or real, of a --replay", "--speed fast"),
-                (2, "", "--speed is fast or real, of a --replay", "--replay x --speed slow"),
-                (2, "", "by its recording alone", "--replay x --fault 'all error'")):
+                (0, "--reply-timeout=MS", "", "--help")):
             self.run_program(*row)
+
+    def test_command_lines_that_are_refused(self):
+        # By the reason, and separated by "; ".
+        for status, refusals in (2, {
+                "fa-set-simulator: run needs a command (--help tells more)\n": "run",
+                "the word run comes first": "-q run true",
+                'unknown word "cook"': "cook",
+                "capture needs one file": "capture",
+                "two lines cannot both be ./x": "--line ss=x --line rjp=./x",
+                "--line takes uart, ss, rjp or ep": "--line usb=x; --line ss=",
+                ": fault: ss has no fault error (--help tells more)\n": "fault ss error",
+                "result needs a value": "fault all result",
+                "fault: “x” is not a signed number": "fault all result x",
+                "fault: Number “0” is out of bounds": "fault all error times 0",
+                "a fault is TARGET KIND [VALUE] [times N]": "fault all",
+                " needs a path": "--record=; --profile=; --usb-dir=; --log-dir=",
+                "--gap takes 0 to 10000": "--gap -1; --gap 10001",
+                "--seed takes a number": "--seed x",
+                "--timeout takes 0.001 to": "run --timeout 0 true; run --timeout -1 true",
+                "--bus needs an address": "run --bus '' true",
+                "Unknown option --scenario": "capture --scenario profile",
+                "--record would write over the": "--record ./profile --replay profile",
+                "--reply-timeout takes 1 to": "run --reply-timeout 0 true",
+                "--log-priority takes one of": "run --log-priority X true",
+                "are options of run": "--timeout 1",
+                "--speed is fast or real": "--speed fast; --replay x --speed slow",
+                "by its recording alone": "--replay x --fault 'all error'"}), (1, {
+                "there is no folder nowhere": "--usb-dir nowhere; run --log-dir nowhere true",
+                "fa-set-simulator: profile nowhere: No such file": "-p nowhere",
+                "profile /dev/null: ": "-p /dev/null",
+                f"profile {PROGRAM}: ": f"run -p {PROGRAM} true",
+                "record nowhere/record: No such file": "--record nowhere/record",
+                "log nowhere/log: No such file": "run --log nowhere/log true",
+                "replay nowhere: ": "run --replay nowhere true"}):
+            for reason, lines in refusals.items():
+                for words in lines.split("; "):
+                    self.run_program(status, "", reason, words)
         self.run_program(1, "", "bus unix:path=none: Could not connect: No such file or directory "
                          "(DBUS_SYSTEM_BUS_ADDRESS names the bus; fa-set-simulator run makes one",
                          "-q", env=os.environ | {"DBUS_SYSTEM_BUS_ADDRESS": "unix:path=none"})
@@ -132,7 +136,8 @@ class Ends(simulator.SetTest):
         # A set and its command under nohup stay so.
         words = "run -q sh -c 'kill -HUP $$ $PPID; kill -TERM $PPID; exec sleep 200'"
         self.run_program(143, "", "", words,
-                         preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+                         preexec_fn=lambda: (block_and_ignore(),
+                                             signal.signal(signal.SIGHUP, signal.SIG_IGN)))
 
     def test_a_set_ends_that_nobody_reads(self):
         reader, writer = os.pipe()

@@ -51,13 +51,14 @@ class Rules(simulator.SetTest):
         # All that a rule says is late, and in the meantime the set is there for others.
         self.check(("AddRules", """\
 {"method": "CopyLogToUsb", "times": 1, "delay": 600000, "result": 2, "in": {"ep": "02"}}
-{"method": "CopyLogToUsb", "delay": 300, "result": 3, "in": {"ep": "03"}}""", None))
+{"method": "CopyLogToUsb", "delay": 300, "result": 3, "in": {"ep": "03"}}
+{"method": "CloseExUart", "delay": 300, "error": "late", "in": {"ep": "04"}}""", None))
         self.call_without_reply("CopyLogToUsb")
         begin = time.monotonic()
-        self.check(("CloseExUart", 1), ("CopyLogToUsb", 3))
-        self.hear(("ep", 1))
-        self.assertGreaterEqual(time.monotonic() - begin, 0.6)
-        self.check(("GetEpProtocolData", packet(b"\3")))
+        self.check(("CloseExUart", 1), ("CopyLogToUsb", 3), ("CloseExUart", "Fault: late"))
+        self.hear(("ep", 1), ("ep", 1))
+        self.assertGreaterEqual(time.monotonic() - begin, 0.9)
+        self.check(("GetEpProtocolData", packet(b"\3")), ("GetEpProtocolData", packet(b"\4")))
         # Who has given up waiting for a packet gets it by the next fetch.
         self.write("ss", b"x")
         self.hear(("ss", 1))
@@ -115,7 +116,8 @@ class Rules(simulator.SetTest):
             ("GetSsProtocolData", ([1, 1], 9)),
             # A fault goes before the rules, and leaves them alone.
             ("SetFault", "ExecuteCommand", "error", 0, 0, None),
-            ("ExecuteCommand", 32, 3, ON_DEMAND), ("ClearFaults", None),
+            ("SetFault", "all", "result", 4, 0, None), ("ExecuteCommand", 32, 3, ON_DEMAND),
+            ("CloseExUart", 4), ("ClearFaults", None), ("CloseExUart", 9),
             ("ExecuteCommand", 32, 3, 5), ("ClearRules", None), ("ExecuteCommand", 32, 3, 1))
         # Chance goes by the seed.
         results = []
@@ -193,6 +195,7 @@ class Rules(simulator.SetTest):
         self.start("--log-dir", "logs", "--usb-dir", "usb")
         self.check(("CopyLogToUsb", 1))
         pathlib.Path("logs/a.log").write_text("hello again")
+        os.utime("logs/a.log", (1, 1))  # as one that is moved there
         self.check(("CopyLogToUsb", 1))
         usb = {str(file): file.is_dir() or text_of(file) for file in pathlib.Path("usb").rglob("*")}
         self.assertEqual(usb, {"usb/logs": True, "usb/logs/a.log": "hello again",

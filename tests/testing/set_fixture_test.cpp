@@ -57,6 +57,21 @@ TEST(SetFixture, TalksOverLinesAndTellsTheCalls)
     stream.clear();
     rjp.Write(all);
     EXPECT_TRUE(SimulatedSet::Wait([&] { return stream == all; }));
+    // Of many calls, there are the latest.
+    for (int i = 0; i <= 10000; ++i) {
+        automation_execute_command(i + 1, 0);
+    }
+    EXPECT_EQ(set.Calls().size(), 10000U);
+    EXPECT_THAT(set.Calls().front(), testing::HasSubstr("\"data0\":2,"));
+    // What waits lets the thread's own context work.
+    GMainContext* own = g_main_context_new();
+    g_main_context_push_thread_default(own);
+    g_autoptr(GSource) idle = g_idle_source_new();
+    const auto once = [](gpointer) -> gboolean { return G_SOURCE_REMOVE; };
+    g_source_set_callback(idle, once, nullptr, nullptr);
+    g_source_attach(idle, own);
+    EXPECT_TRUE(SimulatedSet::Wait([&] { return g_source_is_destroyed(idle) != FALSE; }));
+    g_main_context_pop_thread_default(own);
     EXPECT_EQ(set.Finish(), 0);
 }
 

@@ -17,11 +17,15 @@ pytest_plugins = ["pytester"]
 HERE = pathlib.Path(__file__).parent
 
 
-def send(fa_set, data):
+def call(fa_set, method, *arguments):
     # By the bus, as no application is needed for that.
     fa_set.run(["gdbus", "call", "--system", "-d", "org.kavra.tv.automation-service",
-                "-o", "/KVFacAutoObj", "-m", "org.kavra.tv.automationservice.SendRjpData",
-                str(len(data)), str(list(data))])
+                "-o", "/KVFacAutoObj", "-m", "org.kavra.tv.automationservice." + method,
+                *map(str, arguments)])
+
+
+def send(fa_set, data):
+    call(fa_set, "SendRjpData", len(data), list(data))
 
 
 @pytest.mark.fa_set("--fault", "SendRjpData result 0 times 1")
@@ -29,17 +33,19 @@ def test_talks_over_lines_and_tells_the_calls(fa_set):
     everything = bytes(range(256))
     device = fa_set.open_line("rjp")
     with SimulatedSet() as other:  # a set beside it
-        for data in b"\0", everything[:128], everything[128:]:
+        for data in b"\0", everything[:128], everything[128:] * 40:
             send(fa_set, data)
         assert other.calls() == []
         printed = other.run(["printenv", "FA_SET_RJP"], stdout=subprocess.PIPE).stdout
         assert printed.decode() == other.environment["FA_SET_RJP"] + "\n"
-    assert device.read(100) + device.read(156) == everything
+    # A terminal gives no more than 4095 bytes at once.
+    assert device.read(5000) + device.read(248) == everything[:128] + everything[128:] * 40
     device.write(b"\x06")
     fa_set.write_packet("ss", everything)
     fa_set.add_rules({"out": {"rjp": "07"}, "in": {"ep": "06"}}, '{"method": "all", "result": 5}')
     send(fa_set, b"\x07")
     fa_set.clear_rules()
+    call(fa_set, "CloseExUart")
     send(fa_set, b"\x08")
     calls = fa_set.wait_for_calls(5, "SendRjpData")
     assert [call["result"] for call in calls] == [0, 1, 1, 5, 1]
@@ -97,6 +103,11 @@ def test_nothing_is_left_of_tests_that_are_killed(command, monkeypatch, tmp_path
     deadline = time.monotonic() + 20
     while list(tmp_path.iterdir()) or subprocess.run(grep, env={}, check=False).returncode == 0:
         assert time.monotonic() < deadline, list(tmp_path.iterdir())
+
+
+def test_a_failure_of_the_test_goes_before_one_of_the_set():
+    with pytest.raises(ZeroDivisionError), SimulatedSet("--replay", HERE / "difference.jsonl"):
+        1 / 0
 
 
 def test_a_failure_of_the_set_fails_the_test(pytester):
