@@ -1,7 +1,6 @@
-"""fa-report as a person calls it: whole outputs, exit statuses, and its numbers against Python's.
-
-usage: fa_report_test.py FA-REPORT XMLLINT PAGE    (PAGE: where the SQL stands that is tried)
-"""
+# fa-report as a person calls it: whole outputs, exit statuses, and its numbers against Python's.
+#
+# usage: fa_report_test.py FA-REPORT XMLLINT PAGE    (PAGE: where the SQL stands that is tried)
 import csv
 import io
 import json
@@ -27,7 +26,7 @@ def item(name, result="pass", spec=None, measure=None, codes=(0x10, 1), duration
 
 
 def report(serial, start, result, items, version="1.0", model="SIM-55"):
-    """The text of a raw report; texts may hold any byte as a surrogate."""
+    # The text of a raw report; texts may hold any byte as a surrogate.
     text = (f"[summary]\nstarttime={start}\nduration=420\nresult={result}\npelko=uart\n"
             f"testnum={len(items) + 3}\nretrycount=0\n\n[information]\ns/n={serial}\nmodel={model}\n"
             f"option=A,B\nmm={version}\nsm=2\nss=3\nmt=4\nbt=5\nld1=6\nld2=7\n\n\n\n")
@@ -56,7 +55,7 @@ class Case(unittest.TestCase):
         path.write_bytes("".join(reports).encode("utf-8", "surrogateescape"))
 
     def call(self, *words, status=0, stdin=b""):
-        """What the program prints; its errors are kept for the case."""
+        # What the program prints; its errors are kept for the case.
         done = subprocess.run([PROGRAM, *words], cwd=self.folder, input=stdin, capture_output=True)
         self.errors = done.stderr.decode("utf-8")
         self.assertEqual(done.returncode, status, self.errors)
@@ -64,7 +63,7 @@ class Case(unittest.TestCase):
 
 
 def story():
-    """Three units: one passes at once, one on its second run, one never."""
+    # Three units: one passes at once, one on its second run, one never.
     def run(serial, start, result, supply, standby, version):
         return report(serial, start, result, [
             item("Supply", "pass", "4.75~5.25", supply, (0x10, 1), 30),
@@ -96,7 +95,7 @@ class Story(Case):
         self.assertLessEqual(max(map(len, summed.splitlines())), 80)
 
     def test_why_items_failed(self):
-        """What each limit does not allow of the values 4, 5 and 6, and all else that is told."""
+        # What each limit does not allow of the values 4, 5 and 6, and all else that is told.
         fail = lambda spec, measure="4,5,6", **others: item("A", "fail", spec, measure, **others)
         told = [(fail("5"), "outside: value 1: 4, value 3: 6; limit 5\ndata: line-3"),
                 (fail("5!="), "outside: value 2: 5; limit not 5"),
@@ -134,7 +133,7 @@ class Story(Case):
         self.assertEqual(done.returncode, 3)
 
     def test_inputs(self):
-        """Hidden files, pipes, links and empty folders."""
+        # Hidden files, pipes, links and empty folders.
         self.write(".hidden", "junk")
         (self.folder / "loop").symlink_to(self.folder)
         os.mkfifo(self.folder / "pipe")
@@ -150,7 +149,7 @@ class Story(Case):
         self.assertEqual(self.errors, "empty: no file in this folder\ngone: No such file or directory\n")
 
     def test_partitions(self):
-        """More days than files may be open; a second call replaces what the first one wrote."""
+        # More days than files may be open; a second call replaces what the first one wrote.
         days = [report("U", f"2026{n // 28 + 1:02}{n % 28 + 1:02}000000", "pass",
                        [item("A", "pass", "1", "1")]) for n in range(110)]
         self.write("days.txt", *days, *days)
@@ -166,7 +165,7 @@ class Story(Case):
         self.assertEqual(sorted(row for rows in parts.values() for row in rows[1:]), sorted(whole[1:]))
 
     def test_sql_of_the_page(self):
-        """Each query of the page finds in the story what it says it finds."""
+        # Each query of the page finds in the story what it says it finds.
         (self.folder / "items.csv").write_text(self.call("table", "."), newline="")
         sql = ["sqlite3", ":memory:", ".import --csv items.csv items"]
         queries = re.findall(r"^```sql .*?\n(.*?)^```", PAGE.read_text("utf-8"), re.M | re.S)
@@ -224,7 +223,7 @@ class Page(Case):
 
 class Numbers(Case):
     def test_against_python(self):
-        """All numbers of the summary, computed a second time from what was written."""
+        # All numbers of the summary, computed a second time from what was written.
         draw = random.Random(1117)
         number = lambda low, high, count=1: [draw.randint(low, high) for _ in range(count)]
         runs = []
@@ -315,7 +314,7 @@ class Numbers(Case):
         self.assertTrue(all("cpk" in row for row in got["values"][:len(ranks)]))
 
     def test_few_values(self):
-        """An index takes 30 values."""
+        # An index takes 30 values.
         for n in range(30):
             self.write(f"{n:02}", report("U", f"202602{n + 1:02}{n % 25:02}0000", "pass", [item("A", "pass", "0~9", n % 3)]))
             summary = json.loads(self.call("summary", "-j", "."))
@@ -327,7 +326,7 @@ class Numbers(Case):
 
 
     def test_ten_rows(self):
-        """What a terminal shows of more, and in which order."""
+        # What a terminal shows of more, and in which order.
         for count in (10, 12):
             for n in range(36):
                 items = [item(f"I{k}", "pass", "0~99", n % 3 + k, (1, k), retries=int(n <= k)) for k in range(count)]
@@ -341,7 +340,7 @@ class Numbers(Case):
 
 class Hostile(Case):
     def test_every_output_is_valid(self):
-        """Whatever is in a name, all rows come through, as text."""
+        # Whatever is in a name, all rows come through, as text.
         draw = random.Random(7)
         names = ['=cmd|"x",y', "</script><script>", "\x1b[2J", "\r", "]]>", "\udcff\udcfe\udcc3", "\x00a"]
         names += ["".join(chr(c) if c < 128 else chr(0xDC00 + c) for c in draw.choices(range(1, 256), k=30))
@@ -363,7 +362,7 @@ class Hostile(Case):
 
 class JUnit(Case):
     def test_cases_and_counts(self):
-        """Valid against the schema, and every case and count what the report says, whatever its texts hold."""
+        # Valid against the schema, and every case and count what the report says, whatever its texts hold.
         hostile = b"</testcase>\"'&<b>]]>\xff\x01\xef\xbf\xbf".decode("utf-8", "surrogateescape")
         text = "</testcase>\"'&<b>]]>" + 3 * "\ufffd"
         measured = dict(spec="1.00<=", measure="2.50", duration=61025)

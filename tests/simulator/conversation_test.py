@@ -1,4 +1,4 @@
-"""The conversation with a set: recorded, captured, played back."""
+# The conversation with a set: recorded, captured, played back.
 import os
 import pathlib
 import re
@@ -16,8 +16,8 @@ RECORDED = text_of(HERE / "recorded.jsonl")
 
 class Conversation(simulator.SetTest):
     def converse(self, *options):
-        """An application talks to the set. Returns what it was told and its local set, and what
-        the set has told of its calls."""
+        # An application talks to the set. Returns what it was told and its local set, and what
+        # the set has told of its calls.
         pathlib.Path("profile").write_text("[system_info_int]\n284=6\n")
         for folder in "logs", "usb":
             os.makedirs(folder, exist_ok=True)

@@ -1,4 +1,4 @@
-"""The example programs, from the folder EXAMPLES, on a simulated set as a person runs them."""
+# The example programs, from the folder EXAMPLES, on a simulated set as a person runs them.
 import os
 import pathlib
 import re
@@ -14,7 +14,7 @@ LOG = "/FA_API: "
 
 
 def failed(number, reason=""):
-    """What the conversation shows that goes as far as the step."""
+    # What the conversation shows that goes as far as the step.
     shown, step = re.match(rf"(?s)(.*?\b{number}\. ([^\n]*)\n)", SHOWN).groups()
     return (f"{shown}{reason}FAILED at step {number}: {step}. The platform log on standard error "
             "says why.\n")

@@ -1,4 +1,4 @@
-"""The serial lines of the simulated set, and the packets that come in on them."""
+# The serial lines of the simulated set, and the packets that come in on them.
 import fcntl
 import os
 import pathlib
@@ -17,7 +17,7 @@ FETCHES = {"ss": "GetSsProtocolData", "rjp": "GetRjpProtocolData", "ep": "GetEpP
 
 
 def pattern(count, begin=0):
-    """Bytes of all values whose place shows in them, whatever the cut."""
+    # Bytes of all values whose place shows in them, whatever the cut.
     return bytes((i % 251 + i // 251 % 5) % 256 for i in range(begin, begin + count))
 
 
@@ -73,7 +73,7 @@ class Lines(simulator.SetTest):
             self.assertRegex(self.call("WritePacket", "ss", data), "^InvalidArgs: a packet has")
 
     def test_packets_stay_until_they_are_fetched(self):
-        """What was not given away is announced again, until somebody has it; what was is not."""
+        # What was not given away is announced again, until somebody has it; what was is not.
         self.start("--record", "record")
         fetch = "GetEpProtocolData"
         self.write("ep", b"late")
@@ -95,7 +95,7 @@ class Lines(simulator.SetTest):
         self.hear(("ss", 5), ("ss", 5))
 
     def test_a_full_queue_holds_up_its_writer_and_keeps_order(self):
-        """Who is away for a while is not sent after packets that are not there."""
+        # Who is away for a while is not sent after packets that are not there.
         self.start("--quiet")
         self.check(("ChangePacketLengthSerialSource", 250, 1))
         data, written, fetched, vain = pattern(100_000), 0, 0, 0
@@ -214,8 +214,8 @@ class Lines(simulator.SetTest):
         wait(lambda: len(failed) == 300)
 
     def test_loses_nothing_under_load(self):
-        """Packets of random lengths on all lines at once, both ways, and the UART closed: nothing
-        is lost, doubled or out of order, and the set does not grow."""
+        # Packets of random lengths on all lines at once, both ways, and the UART closed: nothing
+        # is lost, doubled or out of order, and the set does not grow.
         self.start("--quiet")
         chance, place, used = random.Random(1), 0, []
         for _ in range(60):

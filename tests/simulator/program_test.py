@@ -1,4 +1,4 @@
-"""fa-set-simulator as a person calls it: its outputs and exit statuses, and how it ends."""
+# fa-set-simulator as a person calls it: its outputs and exit statuses, and how it ends.
 import ctypes
 import fcntl
 import os
@@ -174,7 +174,7 @@ class Ends(simulator.SetTest):
                     self.assertEqual(waiting.wait(30), status)
 
     def test_interrupts_reach_the_command_once(self):
-        """Ctrl-C is the whole foreground's, and a signal for the run alone is passed on."""
+        # Ctrl-C is the whole foreground's, and a signal for the run alone is passed on.
         script = ("trap 'echo int >>ints' INT; touch up; "
                   "while [ ! -e done ]; do sleep 0.05; done; exit 3")
         for typed in (True, False):
@@ -193,7 +193,7 @@ class Ends(simulator.SetTest):
                 os.unlink(name)
 
     def test_no_end_leaves_a_bus(self):
-        """Ended at any moment, a run leaves nobody; killed, its command and its folder."""
+        # Ended at any moment, a run leaves nobody; killed, its command and its folder.
         ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER: who is left becomes our child
         children = pathlib.Path(f"/proc/self/task/{os.getpid()}/children")
         for i in range(24):

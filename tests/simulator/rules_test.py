@@ -1,4 +1,4 @@
-"""What the simulated set does when it is told to, and what commands change in it."""
+# What the simulated set does when it is told to, and what commands change in it.
 import os
 import pathlib
 import time

@@ -1,7 +1,6 @@
-"""What the tests of fa-set-simulator share: a folder, a bus, and a set on it.
-
-usage: ..._test.py FA-SET-SIMULATOR [TEST...]
-"""
+# What the tests of fa-set-simulator share: a folder, a bus, and a set on it.
+#
+# usage: ..._test.py FA-SET-SIMULATOR [TEST...]
 import contextlib
 import os
 import pathlib
@@ -26,7 +25,7 @@ PROFILE = "# a comment\n\n[system_info_int]\n869=1\n284=6\n"
 
 
 def packet(data):
-    """What a fetch gives for it."""
+    # What a fetch gives for it.
     return [len(data), *data], 1
 
 
@@ -49,7 +48,7 @@ def without_times(text):
 
 
 def wait(condition):
-    """Until it holds; callbacks arrive meanwhile."""
+    # Until it holds; callbacks arrive meanwhile.
     deadline = time.monotonic() + 30
     while not condition():
         if time.monotonic() > deadline:
@@ -65,7 +64,7 @@ def connect(address):
 
 
 def catch_up(connection):
-    """Receives all that has been sent to it."""
+    # Receives all that has been sent to it.
     connection.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId", None, None,
                          0, -1, None)
     while GLib.MainContext.default().iteration(False):
@@ -73,7 +72,7 @@ def catch_up(connection):
 
 
 class SetTest(unittest.TestCase):
-    """In a folder of its own. A run leaves nothing in the folder tmp, a set none of its links."""
+    # In a folder of its own. A run leaves nothing in the folder tmp, a set none of its links.
 
     def setUp(self):
         self.set, self.announcements = None, []
@@ -97,7 +96,7 @@ class SetTest(unittest.TestCase):
         self.assertEqual(os.listdir("tmp"), [])
 
     def subscribe(self, interface, function):
-        """Calls it with the name and the values of each signal of the interface."""
+        # Calls it with the name and the values of each signal of the interface.
         self.connection.signal_subscribe(
             None, interface, None, None, None, Gio.DBusSignalFlags.NONE,
             lambda *signal: function(signal[4], *signal[5].unpack()))
@@ -110,7 +109,7 @@ class SetTest(unittest.TestCase):
         return process
 
     def run_program(self, status, output, complaint, words, **how):
-        """Runs it to its end. The texts are parts of its outputs; an empty one is the whole."""
+        # Runs it to its end. The texts are parts of its outputs; an empty one is the whole.
         process = self.spawn(*shlex.split(words), **how)
         printed = process.communicate(timeout=60)
         with self.subTest(words=words, printed=printed):
@@ -120,7 +119,7 @@ class SetTest(unittest.TestCase):
                 self.assertEqual(not part, not text)
 
     def start(self, *options):
-        """A set whose lines are links of their names; what it says is in the file err."""
+        # A set whose lines are links of their names; what it says is in the file err.
         words = ["--gap", "1", *(word for line in LINES for word in ("-l", f"{line}={line}"))]
         with open("out", "w") as out, open("err", "w") as err:
             self.set = self.spawn(*words, *options, stdout=out, stderr=err)
@@ -137,8 +136,8 @@ class SetTest(unittest.TestCase):
         self.assertFalse([line for line in LINES if os.path.islink(line)])
 
     def call(self, method, *arguments):
-        """Of either interface. Gives the result; of a fetch, the data and the result; or the error,
-        such as "Fault: busy"."""
+        # Of either interface. Gives the result; of a fetch, the data and the result; or the error,
+        # such as "Fault: busy".
         interface, kind = METHODS[method]
         if not (arguments and isinstance(arguments[0], GLib.Variant)):
             arguments = [GLib.Variant(kind, arguments)]
@@ -156,7 +155,7 @@ class SetTest(unittest.TestCase):
                              lambda *_: None)
 
     def check(self, *rows):
-        """Makes the calls; each row ends with what is expected."""
+        # Makes the calls; each row ends with what is expected.
         for *call, expected in rows:
             self.assertEqual(self.call(*call), expected, call)
 
@@ -166,7 +165,7 @@ class SetTest(unittest.TestCase):
         return taken
 
     def hear(self, *expected):
-        """Waits for announcements, each a line and a number of bytes; for none: up to now."""
+        # Waits for announcements, each a line and a number of bytes; for none: up to now.
         wait(lambda: len(self.announcements) >= len(expected))
         self.assertEqual(self.take_announcements(),
                          [f"{line} {count} bytes on {line}" for line, count in expected])
@@ -178,7 +177,7 @@ class SetTest(unittest.TestCase):
         pathlib.Path(line).write_bytes(data)
 
     def read(self, line, count):
-        """Up to so many bytes, fewer where it hangs up or nothing comes."""
+        # Up to so many bytes, fewer where it hangs up or nothing comes.
         file = line if isinstance(line, int) else self.open(line)
         data, part = b"", b"."
         with contextlib.suppress(OSError):  # of a terminal that hangs up

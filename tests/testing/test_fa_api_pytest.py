@@ -1,4 +1,4 @@
-"""The pytest plugin and the CMake function, and what they say where something is wrong."""
+# The pytest plugin and the CMake function, and what they say where something is wrong.
 import glob
 import os
 import pathlib
