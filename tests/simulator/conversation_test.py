@@ -134,10 +134,11 @@ class Conversation(simulator.SetTest):
         self.run_program(123, "", "recording:2: another call comes",
                          "run -q --replay recording "
                          f"sh -c '{CALL}CloseExUart >&- 2>&-; exec sleep 200'")
-        # One that ends before the service goes has not made the calls that come after.
-        times = '{"time":99999,"bus":"left"}\n{"time":99999,"bus":"joined"}\n{"time":99999,'
-        pathlib.Path("recording").write_text(RECORDING.replace('{"time":1,', times))
-        self.run_program(123, "", "recording:4: a call is missing",
+        # One that ends before the service goes, twice, has not made the calls that come after.
+        away = '{"time":99999,"bus":"left"}\n{"time":99999,"bus":"joined"}\n'
+        late = RECORDING.replace('{"time":1,', 2 * away + '{"time":99999,')
+        pathlib.Path("recording").write_text(late)
+        self.run_program(123, "", "recording:6: a call is missing",
                          "run -q --replay recording --speed real true")
 
     def test_a_record_is_whole_or_says_that_it_is_not(self):
