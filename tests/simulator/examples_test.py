@@ -3,6 +3,7 @@ import os
 import pathlib
 import re
 import subprocess
+import tempfile
 
 import simulator
 from simulator import HERE, text_of, wait, without_times
@@ -40,11 +41,11 @@ class Examples(simulator.SetTest):
 
     def test_a_conversation_names_the_step_that_fails(self):
         for number, reason, words in (
-                (9, "", "-f 'SendRS232Ack result 0'"),
+                (9, "", "-f 'SendRS232Ack result 0' env FA_PLATFORM_LOG_PRIORITY=x"),
                 (8, "   the other end received: nothing\n", "env FA_SET_RJP=/dev/null"),
                 (17, "   no serial line in FA_SET_EP: is this run by fa-set-simulator?\n"
                  "   the callback received: nothing\n", "env -u FA_SET_EP"),
-                (2, "", "-f 'ExecuteCommandWithData error'"),
+                (2, "", "-f 'ExecuteCommandWithData error' env FA_PLATFORM_LOG=nowhere/log"),
                 (1, "", "-f 'ExecuteCommand no-answer' --reply-timeout 300")):
             self.run_program(1, failed(number, reason), LOG, f"run -q {words} {CONVERSATION}")
 
@@ -91,12 +92,35 @@ class Examples(simulator.SetTest):
                 self.run_program(1, shown, f"{program}: cannot write {folder}/{file}",
                                  f"run -q {EXAMPLES}/{program} {folder}")
 
-    def test_runs_of_a_line_are_judged_by_the_limit_and_one_by_one(self):
-        self.assertEqual(os.system(f"{EXAMPLES}/fa-inspection-line . 40 1 2 .5 >out 2>&1"), 0)
-        reports = "".join(map(text_of, pathlib.Path(".").glob("run-*")))
-        told = re.findall(r"=(\w+)\n.*\n.*\n.*<=\nmeasure=0.(5[01])(?:\n.*){4}=(\w*).*\^(.*)\^", reports)
-        self.assertEqual({*told}, {("pass", "50", "", ""),
-                                   ("fail", "51", "auto", "takes too much in standby")})
+    def test_runs_of_a_line_are_judged_by_their_limits_and_one_by_one(self):
+        def inspect(words=""):
+            folder = tempfile.mkdtemp(dir=".")
+            command = f"{EXAMPLES}/fa-inspection-line {folder} {words} >out 2>&1"
+            self.assertEqual(os.system(command), 0)
+            return {file.name: text_of(file) for file in sorted(pathlib.Path(folder).iterdir())}
+        self.assertEqual(inspect(), inspect("200 1 2 .41"))
+        self.assertNotEqual(inspect("9 1"), inspect("9 2"))
+        last, ends = "", set()
+        for n, (name, text) in enumerate(inspect("90 7 3 .5").items()):
+            day, minute = 3 + n // 40, n % 40 * 12
+            begin = f"202611{day:02}{8 + minute // 60:02}{minute % 60:02}00"
+            result, serial = re.search(r"result=(\w+)[^/]*?s/n=0A1B3CDN9(\d{5})\n", text).groups()
+            self.assertEqual((name, text[20:34]), (f"run-{day}-{n % 40:03}.txt", begin))
+            items = re.findall(r"(?s)\nresult=(\w+)\n(?:(?!result).)*?spec=(.*?)\nmeasure=(.*?)\n"
+                               r".*?failed=(.*?);?[^;^]*\^(.*?)\^", text)
+            for verdict, spec, measure, note, detail in items:
+                low, high, limit, sign = re.match("(.*)~(.*)|([-.0-9]+)(.*)", spec).groups()
+                rule = "{0} <= {1} <= {2}" if low else "{1} {3} {4}"
+                passes = all(eval(rule.format(low, value, high, sign or "==", limit))
+                             for value in measure.split(","))
+                self.assertEqual((verdict, detail != "", note[:5]),
+                                 ("pass", False, "") if passes else ("fail", True, "auto;"), text)
+            self.assertEqual((result, len(items)),
+                             ("fail" if "\nresult=fail\nduration" in text else "pass", 6), text)
+            ends.add((last[:4], serial == last[4:]))
+            last = result + serial
+        # Only a set that failed comes back, mostly.
+        self.assertEqual(ends, {("", False), ("pass", False), ("fail", True), ("fail", False)})
 
 
 simulator.main()
