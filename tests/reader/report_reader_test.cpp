@@ -371,12 +371,4 @@ TEST(ItemValues, AreNotSplitByGuessing)
     }
 }
 
-TEST(Text, IsValidWhateverTheBytes)
-{
-    EXPECT_EQ(fa::ValidText("a\xFFz\xC3\xA4"), "a\xEF\xBF\xBDz\xC3\xA4");
-    EXPECT_EQ(fa::ValidText("\x1B[2J\t\x7F\xC2\x9B\xEF\xBF\xBE"),
-              "\xEF\xBF\xBD[2J\t\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
-    EXPECT_EQ(fa::ValidText({"a\0z", 3}), "a\xEF\xBF\xBDz");
-}
-
 }  // namespace

@@ -112,7 +112,8 @@ class Conversation(simulator.SetTest):
         shown = RECORDING.splitlines()
         command = ("ExecuteCommand", 16, 1)
         for act, complaint in (
-                (lambda: self.call("ExecuteCommand", 16, 2),
+                (lambda: self.check(("ExecuteCommand", 16, 2,
+                                     "Fault: the recording has another call")),
                  f":2: another call comes\n  {shown[0]}\n- {shown[1]}\n"
                  '+ {"method":"ExecuteCommand","arguments":{"data0":16,"data1":2}}\n'
                  f"  {shown[2]}\n"),

@@ -4,7 +4,6 @@ import os
 import pathlib
 import random
 import select
-import signal
 import termios
 import time
 
@@ -42,6 +41,8 @@ class Lines(simulator.SetTest):
             self.check((*call, 1 if line else 0))
             self.assertEqual(self.read(line, len(data)) if line else b"", data, call)
         self.check(("GetRjpProtocolData", NOTHING))
+        self.assertRegex(text_of("err"), "refused: no line has the protocol type 5\n(.*\n)*.*"
+                         "refused: a length of 2 beside 1 elements, or an element is no byte\n")
 
     def test_what_comes_in_is_cut_into_packets(self):
         self.start("--gap", "150")
@@ -63,6 +64,7 @@ class Lines(simulator.SetTest):
                    ("ChangePacketLengthSerialSource", 257, 0),
                    ("ChangePacketLengthSerialSource", -1, 0),
                    ("ChangePacketLengthSerialSource", 256, 1))
+        self.assertIn("refused: a packet of 0 (no fixed length) to 256 bytes", text_of("err"))
         self.write("ss", b"fg")
         self.check(("ChangePacketLengthSerialSource", 0, 1))
         self.hear(("ss", 2))
@@ -90,6 +92,8 @@ class Lines(simulator.SetTest):
         self.hear(("ep", 4))
         self.assertRegex(text_of("record"), r'"left"}\n(.*"in".*\n)*.*"joined"')
         self.check((fetch, packet(b"away")))
+        self.assertRegex(text_of("err"), r" long 3 times 1\n.* -> \[03 00 01 02\], 1, fault: long\n"
+                         r"(.*\n)*set: the service leaves the bus for 50 ms\n")
         # The other line's second announcement comes when one of this line would have been.
         self.write("ss", b"other")
         self.hear(("ss", 5), ("ss", 5))
@@ -142,6 +146,8 @@ class Lines(simulator.SetTest):
         self.assertEqual(termios.tcgetattr(uart)[5], termios.B115200)
         self.check(("ChangeBaudRateExUart", 9600, 1), ("ChangeBaudRateExUart", 57600, 0))
         self.assertEqual(termios.tcgetattr(uart)[5], termios.B9600)
+        os.write(uart, b"?")
+        wait(lambda: "line uart received [3f], which nobody asked for\n" in text_of("err"))
         # It hangs up after its last words, and takes no more.
         self.check((send, 2, [1, 2], 1), ("CloseExUart", 1), (send, 1, [3], 0))
         poll = select.poll()
@@ -210,7 +216,7 @@ class Lines(simulator.SetTest):
         simulator.catch_up(clients[0])
         self.assertEqual(failed, [])
         run.terminate()
-        self.assertEqual(run.wait(), 128 + signal.SIGTERM)
+        self.assertEqual(run.wait(), 143)
         wait(lambda: len(failed) == 300)
 
     def test_loses_nothing_under_load(self):

@@ -40,6 +40,7 @@ class Rules(simulator.SetTest):
                 ("CloseExUart", "empty", 0, 0, "CloseExUart has no fault empty"),
                 ("all", "long", 0, 0, "all has no fault long"),
                 ("CloseExUart", "delay", -1, 0, "delay takes no value -1"),
+                ("GetSsProtocolData", "long", 100001, 0, "long takes no value 100001"),
                 ("CloseExUart", "delay", 600001, 0, "delay takes no value 600001"),
                 ("ss", "burst", 0, 0, "burst takes no value 0"),
                 ("ss", "burst", 1, 2, "burst happens once and takes no times"),
@@ -155,6 +156,10 @@ class Rules(simulator.SetTest):
                 ('{"out": {"ss": "*"}, "in": {"ss": ""}}', "a packet has 1 to 256 bytes"),
                 ('{"out": {"ss": "*"}, "result": 1}', '"result" needs a "method"'),
                 ('{"out": {"ss": "*"}, "delay": 1}', "nothing happens"),
+                ('{"out": {"ss": "*", "ep": "*"}, "leave": 1}', '"out" names one line'),
+                ('{"start": false, "leave": 1}', '"start" can only be true'),
+                ('{"start": true, "leave": 600001}', '"leave" is no number from 0 to 600000'),
+                ('{"method": "all", "no-answer": true, "result": 1}', "a call has one answer"),
                 ('{"start": true, "times": 2, "leave": 1}', "the start comes once"),
                 ('{"out": {"ss": "*"}, "chance": 2, "leave": 1}', '"chance" is no number'),
                 ('{"out": {"ss": "*"}, "times": 0, "leave": 1}', '"times" is no number')):
@@ -184,6 +189,7 @@ class Rules(simulator.SetTest):
         self.assertEqual(text_of("real/profile"), PROFILE.replace("284=6", "284=95"))
         self.assertTrue(os.path.islink("profile"))
         self.assertEqual(os.stat("profile").st_mode & 0o7777, 0o664)
+        self.assertRegex(text_of("err"), "no such local set\n(.*\n)*.*the local set is 95 now\n")
 
     def test_logs_are_copied_as_a_stick_takes_them(self):
         os.makedirs("logs/inner")

@@ -49,7 +49,7 @@ TEST(SetFixture, TalksOverLinesAndTellsTheCalls)
     EXPECT_EQ(set.WaitForCalls(3, "GetRjpProtocolData").size(), 3U);
     EXPECT_EQ(received, (std::vector<Bytes>{all, {7, 0}, {8}}));
     EXPECT_EQ(set.Calls("SendRjpData").size(), 2U);
-    EXPECT_EQ(set.Calls().size(), 5U);
+    EXPECT_EQ(set.WaitForCalls(1).size(), 5U);
     set.ForgetCalls();
     EXPECT_TRUE(set.Calls().empty());
     // More than the line takes at once.
