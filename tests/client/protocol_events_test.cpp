@@ -35,9 +35,7 @@ void NoteRecord(const char* receiver, const ProtocolData_s* record)
     for (const unsigned char byte : record->p_data) {
         line += Format(" %02x", byte);
     }
-    while (line.substr(line.size() - 3) == " 00") {
-        line.resize(line.size() - 3);
-    }
+    line = std::regex_replace(line, std::regex("( 00)+$"), "");
     Note(line + (received == nullptr || received == record ? "" : " in another record"));
     received = record;
 }
@@ -180,14 +178,11 @@ TEST_P(StoryTest, GoesAsItIsTold)
 
 std::vector<std::string> Titles()
 {
-    std::vector<std::string> titles;
-    std::ifstream stories(TEST_STORIES "protocol_events.txt");
-    for (std::string word; stories >> word;) {
-        if (word == "==" && stories >> word) {
-            titles.push_back(word);
-        }
-    }
-    return titles;
+    std::stringstream file;
+    file << std::ifstream(TEST_STORIES "protocol_events.txt").rdbuf();
+    const std::string stories = file.str();
+    const std::regex title("== (\\w+)");
+    return {std::sregex_token_iterator(stories.begin(), stories.end(), title, 1), {}};
 }
 
 INSTANTIATE_TEST_SUITE_P(Client, StoryTest,

@@ -85,6 +85,7 @@ class Examples(simulator.SetTest):
             self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} --help")
             self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} -h")
             self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} --wrong")
+            self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} . 2 3 4 5 6")
         self.run_program(2, "", "RUNS", f"run -q {EXAMPLES}/fa-inspection-line . none")
         for program, file, shown in (("fa-inspection-line", "run-2-000.txt", "log mode"),
                                      ("fa-inspection-run", "report-simple.txt", "Supply 5V")):

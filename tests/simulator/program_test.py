@@ -5,10 +5,10 @@ import os
 import pathlib
 import pty
 import select
-import shutil
 import signal
 import socket
 import subprocess
+import termios
 import time
 
 import simulator
@@ -140,13 +140,14 @@ class Ends(simulator.SetTest):
                                              signal.signal(signal.SIGHUP, signal.SIG_IGN)))
 
     def test_a_set_ends_that_nobody_reads(self):
-        reader, writer = os.pipe()
-        size = fcntl.fcntl(writer, fcntl.F_SETPIPE_SZ, 4096)
-        os.write(writer, bytes(size))
-        run = self.spawn("run", "sleep", "200", stderr=writer)
-        wait(lambda: list(pathlib.Path("tmp").glob("*/bus")))
-        run.send_signal(signal.SIGTERM)
-        self.assertEqual(run.wait(30), 143)
+        full, held = os.pipe(), pty.openpty()
+        os.write(full[1], bytes(fcntl.fcntl(full[1], fcntl.F_SETPIPE_SZ, 4096)))
+        termios.tcflow(held[1], termios.TCOOFF)
+        for _, writer in full, held:
+            run = self.spawn("run", "sleep", "200", stderr=writer)
+            wait(lambda: list(pathlib.Path("tmp").glob("*/bus")))
+            run.send_signal(signal.SIGTERM)
+            self.assertEqual(run.wait(30), 143)
         # The record goes into a pipe that is full.
         os.mkfifo("fifo")
         for option in "--record", "--log":
@@ -209,8 +210,7 @@ class Ends(simulator.SetTest):
                         os.kill(int(child), signal.SIGKILL)
                     os.waitpid(int(child), os.WNOHANG)
             self.assertEqual(os.listdir("tmp") if run.returncode != -9 else [], [])
-            shutil.rmtree("tmp")
-            os.mkdir("tmp")
+            os.system("rm -rf tmp/*")
 
 
 simulator.main()

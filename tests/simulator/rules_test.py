@@ -53,7 +53,11 @@ class Rules(simulator.SetTest):
         self.check(("AddRules", """\
 {"method": "CopyLogToUsb", "times": 1, "delay": 600000, "result": 2, "in": {"ep": "02"}}
 {"method": "CopyLogToUsb", "delay": 300, "result": 3, "in": {"ep": "03"}}
-{"method": "CloseExUart", "delay": 300, "error": "late", "in": {"ep": "04"}}""", None))
+{"method": "CloseExUart", "delay": 300, "error": "late", "in": {"ep": "04"}}
+{"method": "ChangeBaudRateExUart", "delay": 600000, "in": {"ss": "05"}}
+{"method": "ExecuteCommand", "delay": 600000, "leave": 5}""", None))
+        # Where it has no answer, that does not wait.
+        self.check(("ChangeBaudRateExUart", 9600, 1), ("ExecuteCommand", 1, 1, 1))
         self.call_without_reply("CopyLogToUsb")
         begin = time.monotonic()
         self.check(("CloseExUart", 1), ("CopyLogToUsb", 3), ("CloseExUart", "Fault: late"))
