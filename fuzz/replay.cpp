@@ -21,6 +21,5 @@ int main(int argc, char** argv)
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
         ++count;
     }
-    std::fprintf(stderr, "%d inputs\n", count);
     return count > 0 ? 0 : 1;
 }

@@ -45,17 +45,17 @@ class Lines(simulator.SetTest):
                          "refused: a length of 2 beside 1 elements, or an element is no byte\n")
 
     def test_what_comes_in_is_cut_into_packets(self):
-        self.start("--gap", "150")
+        self.start("--gap", "500")
         data = pattern(300)
         for line, fetch in FETCHES.items():
             self.write(line, data)
             self.hear((line, 256), (line, 44))
             self.check((fetch, packet(data[:256])), (fetch, packet(data[256:])), (fetch, NOTHING))
         # With a length no silence ends a packet, and a new length cuts what has come in part.
-        self.check(("ChangePacketLengthSerialSource", 3, 1))
         self.write("ss", b"abcde")
+        self.check(("ChangePacketLengthSerialSource", 3, 1))
         self.hear(("ss", 3))
-        time.sleep(0.3)
+        time.sleep(0.6)
         self.hear()
         self.check(("ChangePacketLengthSerialSource", 1, 1))
         self.hear(("ss", 1), ("ss", 1))
@@ -101,6 +101,11 @@ class Lines(simulator.SetTest):
     def test_a_full_queue_holds_up_its_writer_and_keeps_order(self):
         # Who is away for a while is not sent after packets that are not there.
         self.start("--quiet")
+        # 64 packets wait, and no more is read.
+        self.check(*[("WritePacket", "ep", [1], None)] * 64)
+        self.write("ep", b"xy")
+        time.sleep(0.2)
+        self.assertEqual({*self.take_announcements()}, {"ep 1 bytes on ep"})
         self.check(("ChangePacketLengthSerialSource", 250, 1))
         data, written, fetched, vain = pattern(100_000), 0, 0, 0
         ss = self.open("ss")
