@@ -123,6 +123,7 @@ void Presence::OnConnected(GDBusConnection* connection)
             g_variant_get(reply, "(u)", &verdict);
         }
         if (verdict == kPrimaryOwner) {
+            static_cast<Presence*>(self)->joined_ = true;
             static_cast<Presence*>(self)->owner_.onJoined();
         } else {
             static_cast<Presence*>(self)->Lose(
@@ -146,6 +147,7 @@ void Presence::Lose(const std::string& reason)
 
 void Presence::Leave()
 {
+    joined_ = false;
     if (joining_ != nullptr) {
         g_cancellable_cancel(joining_);
         g_clear_object(&joining_);
@@ -161,7 +163,7 @@ void Presence::Leave()
 void Presence::Emit(GDBusInterfaceInfo* interface, const char* signal,
                     const std::string& text) const
 {
-    if (connection_ != nullptr) {
+    if (joined_) {
         g_dbus_connection_emit_signal(connection_, nullptr, kObjectPath, interface->name, signal,
                                       g_variant_new("(s)", text.c_str()), nullptr);
     }

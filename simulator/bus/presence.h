@@ -43,7 +43,7 @@ public:
     // Sends what is waiting, and is gone.
     void Leave();
 
-    bool IsConnected() const { return connection_ != nullptr; }
+    bool IsJoined() const { return joined_; }
 
     // Sends a signal with one text; nothing while the set is not on the bus.
     void Emit(GDBusInterfaceInfo* interface, const char* signal, const std::string& text) const;
@@ -56,6 +56,7 @@ private:
     const Owner owner_;
     GDBusConnection* connection_ = nullptr;
     GCancellable* joining_ = nullptr;
+    bool joined_ = false;
 };
 
 }  // namespace fa::set

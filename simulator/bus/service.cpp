@@ -341,8 +341,8 @@ void Service::OnArrival(Line line, const Bytes& bytes)
 
 void Service::Announce(Line line, const Bytes& packet, bool again)
 {
-    if (!presence_.IsConnected()) {
-        return;
+    if (!presence_.IsJoined()) {
+        return;  // when it is, the oldest packet is announced
     }
     Event event;
     event.kind = Event::Kind::kAnnouncement;
@@ -372,7 +372,7 @@ void Service::Play(const Event& event, bool late)
             presence_.Leave();
             break;
         case Event::Kind::kJoined:
-            if (!presence_.IsConnected()) {
+            if (!presence_.IsJoined()) {
                 presence_.Join();
             }
             break;

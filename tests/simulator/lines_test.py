@@ -45,17 +45,18 @@ class Lines(simulator.SetTest):
                          "refused: a length of 2 beside 1 elements, or an element is no byte\n")
 
     def test_what_comes_in_is_cut_into_packets(self):
-        self.start("--gap", "500")
+        self.start("--gap", "150")
         data = pattern(300)
         for line, fetch in FETCHES.items():
             self.write(line, data)
             self.hear((line, 256), (line, 44))
             self.check((fetch, packet(data[:256])), (fetch, packet(data[256:])), (fetch, NOTHING))
         # With a length no silence ends a packet, and a new length cuts what has come in part.
-        self.write("ss", b"abcde")
+        self.write("ss", b"abc")
         self.check(("ChangePacketLengthSerialSource", 3, 1))
+        self.write("ss", b"de")
         self.hear(("ss", 3))
-        time.sleep(0.6)
+        time.sleep(0.3)
         self.hear()
         self.check(("ChangePacketLengthSerialSource", 1, 1))
         self.hear(("ss", 1), ("ss", 1))
