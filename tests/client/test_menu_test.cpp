@@ -80,15 +80,11 @@ TEST(TestMenu, SurplusOfALongLineIsDropped)
         ExpectSession(
             kStream, input_multiple_packet_data,
             opCode + "{1\n2\n" + typed.substr(0, length) +
-                "\n1\n2\n42 \n99\n}Input The msg Code(99=Exit): 0xenter the message code(99=Exit) "
+                "\nzz\n99\n}Input The msg Code(99=Exit): 0xenter the message code(99=Exit) "
                 ": 0x" +
                 converted + echoed + "whole data : " + std::string(31, 'A') +
                 "\nData0[1] Data1[2], length[31]\n" + sent + "ExecuteCommandWithData -1\n" +
-                opCode +
-                "Input The msg Code(99=Exit): 0xenter the message code(99=Exit) : 0x"
-                "bint is input[0] : 42, msgArr[0] : 42\n0th element of list :B\nwhole data : B\n"
-                "Data0[1] Data1[2], length[1]\ncommand data[0]: 66\nExecuteCommandWithData -1\n" +
-                opCode);
+                opCode + "Input Data type ERROR! \n" + opCode);
     }
 }
 
