@@ -29,6 +29,7 @@ class Ends(simulator.SetTest):
                  f"run -q sh -c '{PROGRAM} fault CloseExUart result 0; {CALL}CloseExUart'"),
                 (0, "((1,),)\n", "",
                  f"run -q sh -c 'echo > $FA_PLATFORM_PROFILE; {CALL}CopyLogToUsb'"),
+                (0, PROFILE, "", f"run -q sh -c '{PROGRAM} run -q cat /dev/fd/5 5<profile'"),
                 (137, "", "ended by a signal: Killed\n", "run -q -- sh -c 'kill -9 $$'"),
                 *((128 + number, "", "", f"run -q sh -c 'kill -{number} $PPID; exec sleep 200'")
                   for number in (1, 2, 15)),
@@ -117,14 +118,6 @@ class Ends(simulator.SetTest):
             pathlib.Path("bad").write_text(RECORDING.replace(found, replacement, 1))
             self.run_program(1, "", f"fa-set-simulator: replay bad:{reason}",
                              "run -q --replay bad true")
-
-    def test_the_command_has_what_it_was_given(self):
-        with open("profile") as given, open("taken", "w") as taken:
-            source, target = given.fileno(), taken.fileno()
-            self.run_program(0, PROFILE, "", "run -q sh -c "
-                             f"'cat /dev/fd/{source}; echo said >/dev/fd/{target}'",
-                             pass_fds=(source, target))
-        self.assertEqual(text_of("taken"), "said\n")
 
     def test_what_is_inherited_does_not_matter(self):
         def block_and_ignore():

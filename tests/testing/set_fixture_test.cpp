@@ -76,6 +76,7 @@ TEST(SetFixture, GivesEachTestOfAProcessAFreshSet)
     setenv("FA_SET_SS", "/earlier", 1);
     for (const char* fault : {"CloseExUart no-answer times 1", "CloseExUart error times 1"}) {
         SimulatedSet set({"--fault", fault, "--reply-timeout", "1000"});
+        EXPECT_STRNE(getenv("FA_SET_SS"), "/earlier");
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_EQ(automation_close_ex_uart(), -1);
         EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
@@ -118,6 +119,7 @@ TEST(SetFixture, SaysWhatIsWrong)
     fa::SetLine uart = set.OpenLine("uart");
     EXPECT_EQ(automation_close_ex_uart(), 0);
     EXPECT_THAT([&] { uart.Read(1); }, Fails("uart: read 0 of 1 bytes, then the set closed"));
+    EXPECT_THAT([&] { set.OpenLine("uart"); }, Fails("line uart: No such file"));
     EXPECT_EQ(automation_send_rjp_data(Bytes{2}.data(), 1), 0);
     SimulatedSet::deadline = std::chrono::milliseconds(500);
     EXPECT_THAT([&] { rjp.Read(2); }, Fails("rjp: read 1 of 2 bytes, no more in 500 ms: 02"));
@@ -140,6 +142,8 @@ TEST(SetFixture, TellsAFailureOfTheSet)
     EXPECT_EQ(set.Finish(), 123);
     EXPECT_EQ(set.Finish(), 123);
     EXPECT_THAT([&] { set.ClearRules(); }, Fails("after Finish()"));
+    // Who is on the way out for another reason keeps that.
+    EXPECT_THROW((SimulatedSet{options}, throw 1), int);
 
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(SimulatedSet{options}, "ended with status 123\n(.*\n)*.*CloseExUart");

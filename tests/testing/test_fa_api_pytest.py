@@ -40,6 +40,7 @@ def test_talks_over_lines_and_tells_the_calls(fa_set):
         printed = other.run(words, **pipe).stdout, other.start(words, **pipe).stdout.read()
         assert {*printed} == {other.environment["FA_SET_RJP"].encode() + b"\n"}
     # A terminal gives no more than 4095 bytes at once.
+    assert os.environ["FA_SET_RJP"] == fa_set.environment["FA_SET_RJP"]
     assert device.read(5000) + device.read(248) == everything[:128] + everything[128:] * 40
     device.write(b"\x06")
     fa_set.write_packet("ss", everything)
@@ -66,6 +67,8 @@ def test_talks_over_lines_and_tells_the_calls(fa_set):
     (.2, lambda s: s.open_line("rjp").read(1), "line rjp: read 0 of 1 bytes, no more in 0.2 s"),
     (.2, lambda s: s.open_line("rjp").write(bytes(1 << 20)), "has read none in 0.2 s"),
     (.2, lambda s: s.run(["sleep", "600"]), "'600']' timed out after 0."),
+    (20, lambda s: (uart := s.open_line("uart"), call(s, "CloseExUart"), uart.read(1)),
+     "line uart: read 0 of 1 bytes, then the set closed the line"),
     (20, lambda s: (s.finish(), s.open_line("rjp")), "open_line: the set has ended, with status 0"),
     (20, lambda s: (s._process.terminate(), s.wait_for_calls(1)), "set has ended, with status 143"),
 ])
@@ -125,6 +128,7 @@ def test_a_failure_of_the_set_fails_the_test(pytester):
     assert sorted(re.findall(r"^(PASSED|ERROR|FAILED) .*::test_(\w+)", shown, re.M)) == [
         ("ERROR", "fails"), ("ERROR", "no_more"), ("FAILED", "fails"), ("PASSED", "asks"),
         ("PASSED", "no_more")]
+    assert "set: the service is on the bus" in shown
 
 
 def test_ctest_shows_how_a_program_and_its_set_end(tmp_path):
