@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <regex>
 
 #include "support/whole_platform.h"
 
@@ -27,7 +28,7 @@ int factory_get_option_string_data(int, char* buffer, unsigned int* length)
 {
     std::memset(buffer, 'o', 128);
     *length = 128;
-    return 0;
+    return 3;
 }
 
 int ProfileMain(int argc, char** argv);  // of fa-platform-profile, which has it as its main
@@ -47,14 +48,14 @@ TEST(OddPlatform, IsToldAsNearAsAProfileCan)
         EXPECT_THAT(profile, testing::HasSubstr(part));
     }
     EXPECT_THAT(profile, testing::EndsWith("\n254=" + std::string(127, 'o') + "\n"));
-    const std::string inSpite = " and has an answer all the same; in the profile it succeeds\n";
-    const std::string teller = "fa-platform-profile: ";
-    EXPECT_EQ(
-        testing::internal::GetCapturedStderr(),
-        teller + "system information string 0 fails with 5" + inSpite + teller +
-            "system information string 128 succeeds without a text; in the profile it fails\n" +
-            teller + "local-dimming version 7 fails with 1" + inSpite + teller +
-            "local-dimming version 8 fails with 1" + inSpite + teller +
-            "factory option 254 has bytes after the end of its text\n" + teller +
-            "factory option 254 has the length 128; in the profile it is 127\n");
+    const std::regex inSpite(" and has an answer all the same; in the profile it succeeds");
+    EXPECT_EQ(std::regex_replace(testing::internal::GetCapturedStderr(), inSpite, "..."),
+              R"(fa-platform-profile: system information string 0 fails with 5...
+fa-platform-profile: system information string 128 succeeds without a text; in the profile it fails
+fa-platform-profile: local-dimming version 7 fails with 1...
+fa-platform-profile: local-dimming version 8 fails with 1...
+fa-platform-profile: factory option 254 has bytes after the end of its text
+fa-platform-profile: factory option 254 fails with 3...
+fa-platform-profile: factory option 254 has the length 128; in the profile it is 127
+)");
 }
