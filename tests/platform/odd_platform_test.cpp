@@ -1,10 +1,6 @@
 // A platform that answers what a profile cannot say: the profile is as near as it can be, and each
 // loss is told. The functions here take the place of the simulated platform's.
-#include <gmock/gmock.h>
-
-#include <cstring>
-#include <regex>
-
+#include "support/trace.h"
 #include "support/whole_platform.h"
 
 int system_info_get_value_string(int key, char** value)
