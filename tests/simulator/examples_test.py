@@ -31,7 +31,7 @@ class Examples(simulator.SetTest):
         wait(lambda: '"left"' in text_of("captured"))
         capture.terminate()
         self.assertEqual(capture.wait(), 0)
-        self.assertRegex(text_of("recorded"), '(?s):16,"data1":1}.*:16,"data1":2,.*:115200}.*"len":4}')
+        self.assertRegex(text_of("recorded"), '(?s):16,"data1":1}.*:16,"data1":2,.*:115200}.*:4}')
         # The recording is the device, so the program finds files where the lines were.
         pathlib.Path("line").write_bytes(b"\x02\x10\xff\x03")
         lines = "FA_SET_UART=line FA_SET_RJP=line FA_SET_SS=line FA_SET_EP=line"
