@@ -9,9 +9,6 @@
 namespace
 {
 
-constexpr auto S = Logger::MODE_SIMPLE;
-constexpr auto D = Logger::MODE_DETAIL;
-constexpr auto R = Logger::MODE_RAW;
 constexpr auto kOther = static_cast<Logger::Mode_e>(3);
 using Item = PelkoItem_s;
 

@@ -13,10 +13,6 @@
 namespace
 {
 
-constexpr auto S = Logger::MODE_SIMPLE;
-constexpr auto D = Logger::MODE_DETAIL;
-constexpr auto R = Logger::MODE_RAW;
-
 std::string Column(const char* file, Logger::Mode_e mode)
 {
     std::ifstream lines(std::string(TEST_REPORTS) + file);

@@ -80,12 +80,13 @@ class Examples(simulator.SetTest):
         console.communicate("99\n")
 
     def test_command_lines(self):
-        for program in "fa-conversation", "fa-inspection-run", "fa-inspection-line", "fa-test-menu":
+        for program, excess in (("fa-conversation", "1"), ("fa-inspection-run", ". 2"),
+                                ("fa-inspection-line", ". 2 3 4 5 6"), ("fa-test-menu", "1")):
             usage = f"usage: {program} [--help]"
             self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} --help")
             self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} -h")
             self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} --wrong")
-            self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} . 2 3 4 5 6")
+            self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} {excess}")
         self.run_program(2, "", "RUNS", f"run -q {EXAMPLES}/fa-inspection-line . none")
         for program, file, shown in (("fa-inspection-line", "run-2-000.txt", "log mode"),
                                      ("fa-inspection-run", "report-simple.txt", "Supply 5V")):

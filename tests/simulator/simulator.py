@@ -76,7 +76,7 @@ class SetTest(unittest.TestCase):
 
     def setUp(self):
         self.set, self.announcements = None, []
-        os.chdir(self.enterContext(tempfile.TemporaryDirectory()))
+        os.chdir(self.enterContext(tempfile.TemporaryDirectory(prefix="fa, set ")))
         os.mkdir("tmp")
         pathlib.Path("profile").write_text(PROFILE)
         self.bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"],

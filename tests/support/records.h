@@ -12,6 +12,9 @@
 #include <string>
 
 using Logger = PelkoAppClientLogger;
+constexpr auto S = Logger::MODE_SIMPLE;
+constexpr auto D = Logger::MODE_DETAIL;
+constexpr auto R = Logger::MODE_RAW;
 
 // Fills a field from its start, and tells how many bytes there are; a text that fills it whole has
 // no NUL in it.
