@@ -2,14 +2,13 @@
 import os
 import pathlib
 import re
-import resource
 import signal
 import time
 
 from gi.repository import GLib
 
 import simulator
-from simulator import CALL, HERE, RECORDING, text_of, wait, without_times
+from simulator import CALL, HERE, PROGRAM, RECORDING, text_of, wait, without_times
 
 RECORDED = text_of(HERE / "recorded.jsonl")
 
@@ -84,6 +83,11 @@ class Conversation(simulator.SetTest):
             self.connection = simulator.connect(os.environ["DBUS_SYSTEM_BUS_ADDRESS"])
             self.call_without_reply("CloseExUart")
         wait(lambda: text_of("captured").count('"result":1') == 2)
+        # What is yet to be answered at the end is written as well.
+        self.call_without_reply("CloseExUart")
+        wait(lambda: text_of("err").count("CloseExUart(") == 3)
+        capture.terminate()
+        wait(lambda: text_of("captured").count("CloseExUart") == 3)
 
     def test_a_replay_goes_as_fast_as_it_can_or_as_it_was(self):
         # The announcement comes 0.6 seconds after the call, or would come after days.
@@ -96,9 +100,9 @@ class Conversation(simulator.SetTest):
             wait(lambda: self.announcements == ["rjp a byte"])
             self.assertGreater(time.monotonic() - begin, 0.5 if speed == "real" else 0)
             self.assertEqual(self.read("uart", 2), b"\1\2")
-            # Nobody comes, so it is announced once more; and one fetch too many is no difference.
-            wait(lambda: self.announcements == ["rjp a byte"] * 2)
-            self.check(("GetRjpProtocolData", ([1, 6], 1)), ("GetRjpProtocolData", ([], 0)))
+            # Nobody comes, so it is announced again and again; as many fetches are no difference.
+            wait(lambda: self.announcements == ["rjp a byte"] * 3)
+            self.check(("GetRjpProtocolData", ([1, 6], 1)), *[("GetRjpProtocolData", ([], 0))] * 2)
             self.call_without_reply("CloseExUart")
             wait(lambda: "CloseExUart() -> nothing" in text_of("err"))
             self.take_announcements()
@@ -163,9 +167,8 @@ class Conversation(simulator.SetTest):
         self.assertEqual(text_of("err"),
                          "fa-set-simulator: record /dev/full: No space left on device\n")
         # A disk that fills up in the middle of a line keeps the lines before it.
-        self.run_program(
-            1, "", "record small: File too large\n", "run -q --record small -f 'ss burst 100' true",
-            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (3000, 3000)))
+        self.run_program(1, "", "record small: File too large\n", "run -q sh -c 'ulimit -f 6; exec "
+                         f"{PROGRAM} run -q --record small -f \"ss burst 100\" true'")
         self.assertRegex(text_of("small"), '(?s)^{"conversation":1}\n.*}\n$')
         # A pipe takes a long line in parts.
         data = ",".join(str(i % 256) for i in range(100_000))
