@@ -83,10 +83,16 @@ class Examples(simulator.SetTest):
         for program, excess in (("fa-conversation", "1"), ("fa-inspection-run", ". 2"),
                                 ("fa-inspection-line", ". 2 3 4 5 6"), ("fa-test-menu", "1")):
             usage = f"usage: {program} [--help]"
-            self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} --help")
-            self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} -h")
-            self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} --wrong")
-            self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} {excess}")
+            for words in "--help", "-h":
+                self.run_program(0, usage, "", f"run -q {EXAMPLES}/{program} {words}")
+            for words in "--wrong", excess:
+                self.run_program(2, "", usage, f"run -q {EXAMPLES}/{program} {words}")
+        profile = f"run -q {EXAMPLES}/../platform/profile/fa-platform-profile "
+        self.run_program(0, "fa-platform-profile ", "", profile + "--version")
+        self.run_program(2, "", "profile: no arguments are expected (--help", profile + "x")
+        self.run_program(0, "\nwritten: ./report-raw.txt\n", LOG,
+                         f"run -q {EXAMPLES}/fa-inspection-run")
+        os.unlink("report-simple.txt")
         self.run_program(2, "", "RUNS", f"run -q {EXAMPLES}/fa-inspection-line . none")
         for program, file, shown in (("fa-inspection-line", "run-2-000.txt", "log mode"),
                                      ("fa-inspection-run", "report-simple.txt", "Supply 5V")):
