@@ -80,9 +80,9 @@ int main(int argc, char** argv)
 {
     using namespace fa::set;
     // A reader of our output that has gone, or a file that grows too large, is no reason to leave
-    // links behind.
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
+    // links behind. Unlike an ignored signal, one with a function is not handed down to a command.
+    std::signal(SIGPIPE, [](int) {});
+    std::signal(SIGXFSZ, [](int) {});
     std::setlocale(LC_CTYPE, "");  // the character set that --help is printed in
     try {
         return Run(ReadOptions(argc, argv));

@@ -51,14 +51,6 @@ private:
     std::string path_;
 };
 
-void WriteFile(const std::string& path, const std::string& text)
-{
-    g_autoptr(GError) error = nullptr;
-    if (!g_file_set_contents(path.c_str(), text.data(), static_cast<gssize>(text.size()), &error)) {
-        throw Failure(error->message);
-    }
-}
-
 // Gives the set what the user has not: a profile, logs, a USB storage, and links to its lines. The
 // command finds them in its environment.
 void Furnish(const PrivateFolder& folder, StateOptions& set)
@@ -140,16 +132,20 @@ public:
         constexpr auto kFlags = static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_INHERIT |
                                                               G_SUBPROCESS_FLAGS_INHERIT_FDS);
         g_autoptr(GSubprocessLauncher) launcher = g_subprocess_launcher_new(kFlags);
-        // GLib gives the command default signals, but for the one that we ignore, and the one of
-        // nohup.
+        // GLib gives the command default signals, also where nohup had one ignored.
         static const bool hangUpIgnored = IsIgnored(SIGHUP);
-        const auto setUp = [](gpointer) {
-            std::signal(SIGXFSZ, SIG_DFL);
-            std::signal(SIGHUP, hangUpIgnored ? SIG_IGN : SIG_DFL);
-        };
-        g_subprocess_launcher_set_child_setup(launcher, setUp, nullptr, nullptr);
         g_autoptr(GError) error = nullptr;
-        process_ = g_subprocess_launcher_spawnv(launcher, words.data(), &error);
+        if (!hangUpIgnored) {
+            process_ = g_subprocess_launcher_spawnv(launcher, words.data(), nullptr);
+        }
+        if (process_ == nullptr) {
+            // With a function to set up, which takes longer, GLib also tells why it failed.
+            const auto setUp = [](gpointer) {
+                std::signal(SIGHUP, hangUpIgnored ? SIG_IGN : SIG_DFL);
+            };
+            g_subprocess_launcher_set_child_setup(launcher, setUp, nullptr, nullptr);
+            process_ = g_subprocess_launcher_spawnv(launcher, words.data(), &error);
+        }
         if (process_ == nullptr) {
             Complain(error->message);
             loop_.Quit(g_error_matches(error, G_SPAWN_ERROR, G_SPAWN_ERROR_NOENT) ? kNotFound

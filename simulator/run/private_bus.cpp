@@ -51,10 +51,7 @@ PrivateBus::PrivateBus(const std::string& folder, unsigned int replyTimeoutMs)
     g_autofree char* escaped = g_dbus_address_escape_value(folder.c_str());
     g_autofree char* path = g_markup_escape_text(escaped, -1);
     g_autofree char* text = g_strdup_printf(kConfiguration, path, limit.c_str());
-    g_autoptr(GError) error = nullptr;
-    if (!g_file_set_contents(configuration.c_str(), text, -1, &error)) {
-        throw Failure(std::string("bus: ") + error->message);
-    }
+    WriteFile(configuration, text);
     const std::string option = "--config-file=" + configuration;
     const char* const arguments[] = {"dbus-daemon",       "--nofork",     "--nopidfile",
                                      "--print-address=1", option.c_str(), nullptr};
@@ -72,6 +69,7 @@ PrivateBus::PrivateBus(const std::string& folder, unsigned int replyTimeoutMs)
         }
     };
     g_subprocess_launcher_set_child_setup(launcher, setUp, nullptr, nullptr);
+    g_autoptr(GError) error = nullptr;
     daemon_ = g_subprocess_launcher_spawnv(launcher, arguments, &error);
     if (daemon_ == nullptr) {
         throw Failure(std::string("bus: ") + error->message);

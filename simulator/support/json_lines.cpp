@@ -1,5 +1,8 @@
 #include "support/json_lines.h"
 
+#include <cerrno>
+#include <fstream>
+
 namespace fa::set
 {
 
@@ -180,6 +183,13 @@ std::string ReadFile(const std::string& what, const std::string& path)
         throw Failure(what + " " + path + ": " + error->message);
     }
     return {text, size};
+}
+
+void WriteFile(const std::string& path, const std::string& text)
+{
+    if (!(std::ofstream(path, std::ios::binary) << text << std::flush)) {
+        throw Failure("cannot write " + path + ": " + g_strerror(errno));
+    }
 }
 
 }  // namespace fa::set

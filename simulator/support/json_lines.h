@@ -55,4 +55,7 @@ std::vector<guint32> ToElements(JsonNode* array, guint32 max);
 // The file's text. Throws Failure.
 std::string ReadFile(const std::string& what, const std::string& path);
 
+// Writes a new file, where nobody else looks for it yet. Throws Failure.
+void WriteFile(const std::string& path, const std::string& text);
+
 }  // namespace fa::set
