@@ -61,14 +61,21 @@ guint Replay::WaitBeforeNext() const
     return timed ? static_cast<guint>(std::max<gint64>(event.time - before, 0) / 1000) : 0;
 }
 
-void Replay::PlayNext(bool late)
+// Returns false where it goes on when the service has joined the bus.
+bool Replay::PlayNext(bool late)
 {
     const Event event = events_[next_++].event;
     if (event.kind == Event::Kind::kAnnouncement && !(late && event.again)) {
         announced_[event.line] = event;
         ++unfollowed_[event.line];
+        early_[event.line] = false;
     }
     owner_.play(event, late);
+    if (event.kind == Event::Kind::kJoined && std::exchange(away_, false)) {
+        return false;
+    }
+    away_ = away_ || event.kind == Event::Kind::kLeft;
+    return true;
 }
 
 void Replay::PlayUpToCall(bool hurry)
@@ -77,28 +84,27 @@ void Replay::PlayUpToCall(bool hurry)
         const guint wait = hurry ? 0 : WaitBeforeNext();
         if (wait > 0) {
             waiting_.StartTimer(wait, [this] {
-                PlayNext(false);
-                PlayUpToCall(false);
+                if (PlayNext(false)) {
+                    PlayUpToCall(false);
+                }
             });
             return;
         }
-        PlayNext(hurry);
-        const Event::Kind kind = events_[next_ - 1].event.kind;
-        if (kind == Event::Kind::kJoined && std::exchange(away_, false)) {
-            return;  // until it has
+        if (!PlayNext(hurry)) {
+            return;
         }
-        away_ = away_ || kind == Event::Kind::kLeft;
     }
     RepeatAnnouncement(kFirstRepeatMs);
 }
 
-// Where the recording goes on with the fetch of what was announced, and nobody comes for it.
+// Where the recording goes on with the fetch of what was announced, and nobody comes for it, or has
+// come too early.
 void Replay::RepeatAnnouncement(guint milliseconds)
 {
     waiting_.Stop();
     const std::optional<Line> line =
         AtCall() ? FindLineFetchedBy(events_[next_].event.method) : std::nullopt;
-    if (!different_ && line && unfollowed_[*line] > 0) {
+    if (!different_ && line && (unfollowed_[*line] > 0 || early_[*line])) {
         waiting_.StartTimer(milliseconds, [this, line, milliseconds] {
             ++unfollowed_[*line];
             owner_.announceAgain(announced_[*line]);
@@ -120,6 +126,7 @@ Replay::Verdict Replay::Answer(Event& call)
         g_variant_equal(call.arguments.get(), expected->arguments.get()) == FALSE) {
         if (fetched && unfollowed_[*fetched] > 0) {
             --unfollowed_[*fetched];
+            early_[*fetched] = true;
             call.data = Own(NewArray({}));
             call.result = kRefused;
             return Verdict::kInVain;
@@ -130,6 +137,7 @@ Replay::Verdict Replay::Answer(Event& call)
     }
     if (fetched) {
         unfollowed_[*fetched] = std::max(unfollowed_[*fetched] - 1, 0);
+        early_[*fetched] = false;
     }
     call = *expected;
     ++next_;

@@ -52,7 +52,7 @@ private:
     bool AtCall() const { return next_ < events_.size() && IsCall(events_[next_].event); }
     static bool IsCall(const Event& event) { return event.kind == Event::Kind::kCall; }
     guint WaitBeforeNext() const;
-    void PlayNext(bool late);
+    bool PlayNext(bool late);
     void PlayUpToCall(bool hurry);
     void RepeatAnnouncement(guint milliseconds);
     void Differ(const std::string& what, const std::string& instead);
@@ -69,6 +69,7 @@ private:
     // Of each line: the last announcement, and how many have been made and not been followed.
     std::array<Event, std::size(kLines)> announced_;
     std::array<int, std::size(kLines)> unfollowed_{};
+    std::array<bool, std::size(kLines)> early_{};  // it was followed before the fetch's turn
 };
 
 }  // namespace fa::set

@@ -175,8 +175,8 @@ std::string RandomProfile(std::mt19937& random)
         "\n[system_info_string]\n0=" + text(127) + "\n128=" + text(127) + "\n133=" + text(127) +
         "\n[custom_bool]\n" + kFeature + "=" + flag() + "\n[bluetooth]\nchip_version=" + number() +
         "\n[display_panel]\npresent=" + flag() + "\ntcon_data_version=" + text(39) +
-        "\n[local_dimming]\n7=" + number() + "\n8=" + std::to_string(random()) +
-        "\n[factory_option]\n254=" + text(127) + "\n";
+        "\n[local_dimming]\n7=" + (upTo(3) == 0 ? "-1" : number()) +
+        "\n8=" + std::to_string(random()) + "\n[factory_option]\n254=" + text(127) + "\n";
     std::string profile;
     for (const std::string& line : Split(whole)) {
         profile += (line[0] != '[' && upTo(4) == 0 ? "#" : "") + line + "\n";

@@ -85,8 +85,9 @@ class Conversation(simulator.SetTest):
         wait(lambda: text_of("captured").count('"result":1') == 2)
         # What is yet to be answered at the end is written as well.
         self.call_without_reply("CloseExUart")
-        wait(lambda: text_of("err").count("CloseExUart(") == 3)
-        capture.terminate()
+        simulator.catch_up(self.connection)
+        self.bus.kill()
+        self.see_end(1)
         wait(lambda: text_of("captured").count("CloseExUart") == 3)
 
     def test_a_replay_goes_as_fast_as_it_can_or_as_it_was(self):
@@ -110,6 +111,18 @@ class Conversation(simulator.SetTest):
                 self.stop()
         self.call_without_reply("GetRjpProtocolData")
         self.see_end(123)
+
+    def test_a_replay_announces_again_what_was_fetched_before_its_turn(self):
+        lines = RECORDING.splitlines(keepends=True)
+        pathlib.Path("recording").write_text("".join([*lines[:5], lines[6], lines[5], lines[7]]))
+        self.start("--replay", "recording")
+        self.check(("ExecuteCommand", 16, 1, 1))
+        wait(lambda: self.announcements == ["rjp a byte"])
+        self.check(("GetRjpProtocolData", ([], 0)))
+        self.call_without_reply("CloseExUart")
+        wait(lambda: self.announcements == ["rjp a byte"] * 2)
+        self.check(("GetRjpProtocolData", ([1, 6], 1)))
+        self.take_announcements()
 
     def test_the_first_difference_is_shown(self):
         pathlib.Path("recording").write_text(RECORDING)
@@ -144,7 +157,7 @@ class Conversation(simulator.SetTest):
         late = RECORDING.replace('{"time":1,', 2 * away + '{"time":99999,')
         pathlib.Path("recording").write_text(late)
         self.run_program(123, "", "recording:6: a call is missing",
-                         "run -q --replay recording --speed real true")
+                         "run -q --replay recording --speed real false")
 
     def test_a_record_is_whole_or_says_that_it_is_not(self):
         self.start("--record", "record")

@@ -4,7 +4,7 @@ import pathlib
 import time
 
 import simulator
-from simulator import NOTHING, PROFILE, packet, text_of
+from simulator import HERE, NOTHING, PROFILE, packet, text_of
 
 ON_DEMAND = "Fault: a fault on demand"
 
@@ -138,35 +138,8 @@ class Rules(simulator.SetTest):
 
     def test_refuses_rules_that_cannot_be(self):
         self.start()
-        for rule, reason in (
-                ('{"start": true', "no JSON: "),
-                ('{"start": true, "leave": 1} {}', "no JSON: "),
-                ('{"start": true, "leave": 1}, {}', "no JSON object"),
-                ('{"result": 1}', "a rule has one condition"),
-                ('{"start": true, "out": {"ss": "*"}, "leave": 1}', "a rule has one condition"),
-                ('{"method": "Nope", "result": 1}', 'there is no method "Nope"'),
-                ('{"method": "CloseExUart", "arguments": {"data2": 1}}', '"data2" does not belong'),
-                ('{"method": "ExecuteCommand", "arguments": {"data0": "x"}}', '"data0" is no numb'),
-                ('{"method": "CopyLogToUsb"}', "nothing happens"),
-                ('{"method": "CopyLogToUsb", "result": 4294967296}', '"result" is no number'),
-                ('{"method": "all", "result": 1, "error": "x"}', "a call has one answer"),
-                ('{"method": "ExecuteCommand", "data": "01"}', "only a Get"),
-                ('{"method": "GetSsProtocolData", "data": [1, -1]}', "an element is no number"),
-                ('{"method": "all", "result": 1, "results": 1}', '"results" does not belong here'),
-                ('{"out": {"usb": "01"}, "in": {"ss": "01"}}', 'there is no line "usb"'),
-                ('{"out": {"ss": "1"}, "in": {"ss": "01"}}', '"1" is no byte'),
-                ('{"out": {"ss": "* 01"}, "in": {"ss": "01"}}', '"*" can only be the last'),
-                ('{"out": {"ss": "*"}, "in": {"uart": "01"}}', "packets come in on ss, rjp and ep"),
-                ('{"out": {"ss": "*"}, "in": {"ss": ""}}', "a packet has 1 to 256 bytes"),
-                ('{"out": {"ss": "*"}, "result": 1}', '"result" needs a "method"'),
-                ('{"out": {"ss": "*"}, "delay": 1}', "nothing happens"),
-                ('{"out": {"ss": "*", "ep": "*"}, "leave": 1}', '"out" names one line'),
-                ('{"start": false, "leave": 1}', '"start" can only be true'),
-                ('{"start": true, "leave": 600001}', '"leave" is no number from 0 to 600000'),
-                ('{"method": "all", "no-answer": true, "result": 1}', "a call has one answer"),
-                ('{"start": true, "times": 2, "leave": 1}', "the start comes once"),
-                ('{"out": {"ss": "*"}, "chance": 2, "leave": 1}', '"chance" is no number'),
-                ('{"out": {"ss": "*"}, "times": 0, "leave": 1}', '"times" is no number')):
+        for row in text_of(HERE / "refused_rules.txt").splitlines():
+            rule, reason = row.split(" -- ")
             text = '\n{"method": "all", "result": 0}\n' + rule
             answer = self.call("AddRules", text)
             self.assertEqual(answer[:len(reason) + 22], "InvalidArgs: rules:3: " + reason)
