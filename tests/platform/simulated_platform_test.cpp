@@ -134,6 +134,24 @@ TEST(SimulatedPlatform, ReadsTheProfileFileAgainForEachQuery)
                 testing::StartsWith("fa_platform: profile " + path + ": No such file"));
 }
 
+// The observer gives each query an answer of its own: its number.
+TEST(SimulatedPlatform, TellsItsObserverOfAQueryBeforeItIsAnswered)
+{
+    int queries = 0;
+    fa_platform::SetQueryObserver([&](const std::string&) {
+        const std::string form =
+            "[system_info_int]\n869=#\n284=#\n[system_info_string]\n0=#\n128=#\n133=#\n"
+            "[bluetooth]\nchip_version=#\n[display_panel]\npresent=true\ntcon_data_version=#\n"
+            "[local_dimming]\n7=#\n8=#\n[factory_option]\n254=#\n";
+        const std::string number = std::to_string(++queries);
+        fa_platform::UseProfileText(std::regex_replace(form, std::regex("#"), number).c_str());
+    });
+    EXPECT_EQ(Answers(),
+              "\n869: 0 1\n284: 0 2\n0: 0 3\n128: 0 4\n133: 0 5\nbluetooth: -1 yes\nchip: 0 7\n"
+              "panel, 40 bytes: 0 9\npanel, 5 bytes: 0 11\npanel, 0 bytes: -1 untouched\n"
+              "dimming 7: 0 14\ndimming 8: 0 15\noption: 0 2 16 !\n");
+}
+
 // A pipe in packet mode keeps each write apart.
 TEST(SimulatedPlatform, LogsEachLineToStandardErrorInOneWrite)
 {
