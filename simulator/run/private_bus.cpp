@@ -90,7 +90,7 @@ void PrivateBus::End()
 
 std::string PrivateBus::WaitForAddress() const
 {
-    const std::string address = ReadAddress();
+    std::string address = ReadAddress();
     if (address.empty() && !SignalWaits()) {
         const std::string reason = ReadFile("bus", complaints_);
         throw Failure("bus: dbus-daemon does not start" +
