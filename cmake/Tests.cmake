@@ -4,6 +4,7 @@ include(GoogleTest)
 # What every test is built with.
 add_library(test_base INTERFACE)
 target_include_directories(test_base INTERFACE ${PROJECT_SOURCE_DIR}/tests)
+target_compile_definitions(test_base INTERFACE TESTS="${PROJECT_SOURCE_DIR}/tests/")
 target_link_libraries(test_base INTERFACE fa_api::fa_api fa_platform GTest::gtest_main GTest::gmock
                                           PkgConfig::GIO PkgConfig::GIO_UNIX Threads::Threads
                                           fa_warnings ${CMAKE_DL_LIBS})
@@ -30,6 +31,26 @@ function(fa_add_test name)
     target_link_libraries(${name} PRIVATE test_base ${arg_SUPPORT})
     gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT ${case_timeout}
                          PROPERTIES TIMEOUT ${case_timeout})
+endfunction()
+
+# fa_begin_early(CASE): of a program that is built; its cases are known only then.
+function(fa_begin_early case)
+    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/costs.cmake
+         "set_tests_properties(${case} PROPERTIES COST 4)\n")
+    set_property(DIRECTORY APPEND PROPERTY
+                 TEST_INCLUDE_FILES ${CMAKE_CURRENT_BINARY_DIR}/costs.cmake)
+endfunction()
+
+# fa_give_locales(NAME): TEST_LOCALES becomes a folder with de_DE.UTF-8, which groups digits and has a
+# decimal comma, wherever the machine has none.
+function(fa_give_locales name)
+    set(locales ${CMAKE_CURRENT_BINARY_DIR}/locales)
+    add_custom_command(OUTPUT ${locales}/de_DE.UTF-8/LC_NUMERIC
+                       COMMAND ${CMAKE_COMMAND} -E make_directory ${locales}
+                       COMMAND localedef -i de_DE -f UTF-8 ${locales}/de_DE.UTF-8)
+    add_custom_target(${name}_locales DEPENDS ${locales}/de_DE.UTF-8/LC_NUMERIC)
+    add_dependencies(${name} ${name}_locales)
+    target_compile_definitions(${name} PRIVATE TEST_LOCALES="${locales}")
 endfunction()
 
 # fa_add_replay(NAME FUZZER CORPUS LIBRARY...): what the fuzzer begins with, and what it has found,

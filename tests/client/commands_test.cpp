@@ -301,7 +301,7 @@ TEST_F(LocalSetTest, IsSentByItsName)
 {
     Connect();
     // By their numbers; "-" where a number has none.
-    std::ifstream names(TEST_STORIES "local_sets.txt");
+    std::ifstream names(TESTS "client/local_sets.txt");
     int option = 0;
     for (std::string name; names >> name; ++option) {
         Expect(static_cast<unsigned int>(option), {{0, 1}, {0, option}},

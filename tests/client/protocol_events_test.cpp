@@ -162,7 +162,7 @@ protected:
 
 TEST_P(StoryTest, GoesAsItIsTold)
 {
-    const std::string story = Section(TEST_STORIES "protocol_events.txt", std::get<0>(GetParam()));
+    const std::string story = Section(TESTS "client/protocol_events.txt", std::get<0>(GetParam()));
     std::string happened;
     for (const std::string& line : Split(story)) {
         if (line.rfind("-- ", 0) == 0) {
@@ -179,7 +179,7 @@ TEST_P(StoryTest, GoesAsItIsTold)
 std::vector<std::string> Titles()
 {
     std::stringstream file;
-    file << std::ifstream(TEST_STORIES "protocol_events.txt").rdbuf();
+    file << std::ifstream(TESTS "client/protocol_events.txt").rdbuf();
     const std::string stories = file.str();
     const std::regex title("== (\\w+)");
     return {std::sregex_token_iterator(stories.begin(), stories.end(), title, 1), {}};

@@ -14,7 +14,7 @@ namespace
 bool releaseImage = false;
 
 // In the file, ^D stands for the end of input, ^@ for a zero byte.
-constexpr char kSessions[] = TEST_STORIES "dialogues.txt";
+constexpr char kSessions[] = TESTS "client/dialogues.txt";
 
 // Expects a dialogue to go as written, with the commands that it sends as lines of their own.
 void ExpectSession(Input input, const std::function<int()>& dialogue, std::string script)

@@ -45,6 +45,6 @@ TEST(OddPlatform, IsToldAsNearAsAProfileCan)
     }
     EXPECT_THAT(profile, testing::EndsWith("\n254=" + std::string(127, 'o') + "\n"));
     std::stringstream losses;
-    losses << std::ifstream(TEST_LOSSES).rdbuf();
+    losses << std::ifstream(TESTS "platform/losses.txt").rdbuf();
     EXPECT_TRUE(Same(losses.str(), testing::internal::GetCapturedStderr()));
 }

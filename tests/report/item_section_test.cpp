@@ -136,7 +136,7 @@ TEST(ItemSection, HeadersAndFullTexts)
 
 TEST(ItemSection, NamesOfSubItems)
 {
-    std::string table;  // eight names in each row, after the first one's code
+    std::string table;  // sixteen names in each row, after the first one's code
     for (unsigned int code = 0; code < 256; ++code) {
         Item item = MakeItem("Item", 1, 2, "skips=1 errors=2 codes=1 measures=1");
         item.aucSkip[0] = item.aucError[0] = item.aucList[0] = static_cast<unsigned char>(code);
@@ -144,10 +144,11 @@ TEST(ItemSection, NamesOfSubItems)
         const std::string name = Line(section, "skip");
         EXPECT_EQ(Line(section, "error") + Line(section, "measure"), name + "," + name + ":0")
             << code;
-        table += (code % 8 == 0 ? Format("%02X|", code) : "|") + name + (code % 8 == 7 ? "\n" : "");
+        table +=
+            (code % 16 == 0 ? Format("%02X|", code) : "|") + name + (code % 16 == 15 ? "\n" : "");
     }
     std::stringstream file;
-    file << std::ifstream(TEST_REPORTS "sub_item_names.txt").rdbuf();
+    file << std::ifstream(TESTS "report/sub_item_names.txt").rdbuf();
     EXPECT_TRUE(Same(file.str(), table));
 }
 

@@ -15,7 +15,7 @@ namespace
 
 std::string Column(const char* file, Logger::Mode_e mode)
 {
-    std::ifstream lines(std::string(TEST_REPORTS) + file);
+    std::ifstream lines(std::string(TESTS "report/") + file);
     std::string column;
     for (std::string line; std::getline(lines, line);) {
         if (line.at(static_cast<std::size_t>(mode)) != ' ') {

@@ -106,7 +106,7 @@ TEST(SetFixture, SaysWhyASetDoesNotStart)
     }
     setenv("FA_SET_SIMULATOR", "no-such-program", 1);
     EXPECT_THAT([] { SimulatedSet(); }, Fails("name the program in FA_SET_SIMULATOR"));
-    setenv("FA_SET_SIMULATOR", TESTS "/hanging_set", 1);
+    setenv("FA_SET_SIMULATOR", TESTS "testing/hanging_set", 1);
     SimulatedSet::deadline = std::chrono::milliseconds(100);
     EXPECT_THAT([] { SimulatedSet(); }, Fails("is not ready after 100 ms"));
     EXPECT_NE(std::system("pgrep -P $PPID sleep"), 0) << "the program is left";
@@ -135,7 +135,7 @@ TEST(SetFixture, SaysWhatIsWrong)
 // Such as a replay that differs from its recording.
 TEST(SetFixture, TellsAFailureOfTheSet)
 {
-    const std::vector<std::string> options{"--replay", TESTS "/difference.jsonl"};
+    const std::vector<std::string> options{"--replay", TESTS "testing/difference.jsonl"};
     SimulatedSet set(options);
     EXPECT_EQ(automation_execute_command(1, 1), -1);
     EXPECT_THAT([&] { set.WaitForCalls(2); }, Fails("not answer; it ended with status 123\n"));
